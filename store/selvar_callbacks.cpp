@@ -1,0 +1,177 @@
+// SPDX-License-Identifier: MIT
+#include "store/selvar_callbacks.h"
+
+#include "libkivo_util.h"
+#include "util/guards.h"
+#include "util/text.h"
+
+#include <algorithm>
+#include <cstring>
+
+constexpr int      message_is_set_reply = 3;
+constexpr int      type_string = 1;
+constexpr int      type_u64 = 5;
+constexpr uint32_t read_limit = 128;
+
+pthread_mutex_t selvar_lock = PTHREAD_MUTEX_INITIALIZER;
+int             selvar_delivered_type = selvar_delivers_nothing;
+
+static selvar_notify notify = nullptr;
+
+static struct {
+    int32_t error;
+    char    key[read_limit];
+    char    value[read_limit];
+} last_read;
+
+struct pair_free {
+    void operator()(xpair *pair) const { xpair_basefree(pair); }
+};
+using pair_ptr = std::unique_ptr<xpair, pair_free>;
+
+void selvar_callback_set(selvar_notify callback)
+{
+    notify = callback;
+}
+
+void set_callback(selvar_handle *, const xresponse *reply)
+{
+    if (xresponse_message_type(reply) != message_is_set_reply)
+        log_err("Recv type error. not the set value.\n");
+    else if (xresponse_status(reply) != 0)
+        log_err("Set faild.\n");
+    else
+        log_debug("Set sucess.\n");
+}
+
+void set_timout_callback(selvar_handle *, const xresponse *)
+{
+    log_err("set_timout_callback.\n");
+}
+
+void other_cb(selvar_handle *, const xresponse *)
+{
+    log_debug("other_cb\n");
+}
+
+void other_timeout_cb(selvar_handle *, const xresponse *)
+{
+    log_err("other_timeout_cb\n");
+}
+
+// Runs the daemon's callback without the lock: it uses the store itself.
+static void deliver(const char *key, int type, const void *value)
+{
+    if (!notify)
+        return;
+    int outer = selvar_delivered_type;
+    selvar_delivered_type = type;
+    pthread_mutex_unlock(&selvar_lock);
+    notify(key, value);
+    pthread_mutex_lock(&selvar_lock);
+    selvar_delivered_type = outer;
+}
+
+static void deliver_value(const char *key, const xvalue *value)
+{
+    if (!value) {
+        deliver(key, selvar_delivers_null, nullptr);
+    } else if (value->type == type_string) {
+        deliver(key, value->string ? selvar_delivers_text : selvar_delivers_null, value->string);
+    } else if (value->type == type_u64) {
+        uint64_t number = value->u64;
+        deliver(key, selvar_delivers_u64, &number);
+    } else {
+        log_err("unused type:%d, key:%s\n", value->type, key);
+    }
+}
+
+void notify_cb(selvar_handle *, const xresponse *reply)
+{
+    xpair *parsed = nullptr;
+    int    status = -1;
+    xresponse_parse(reply, &parsed, &status);
+    pair_ptr pair(parsed);
+
+    log_debug("notify_cb\n");
+    if (status != 0) {
+        if (pair)
+            deliver(pair->key, selvar_delivers_null, "error");
+        log_err("parse recv notify value error.\n");
+        return;
+    }
+    log_debug("notify_cb key: [%s]\r\n", pair ? pair->key : "(null)");
+    if (pair && notify)
+        deliver_value(pair->key, pair->value);
+}
+
+void notify_timeout_cb(selvar_handle *, const xresponse *reply)
+{
+    xpair *parsed = nullptr;
+    int    status = -1;
+    xresponse_parse(reply, &parsed, &status);
+    pair_ptr pair(parsed);
+
+    log_err("notify_timeout_cb\n");
+    if (pair)
+        deliver(pair->key, selvar_delivers_null, "timeout");
+}
+
+void selvar_read_clear(void)
+{
+    last_read = {};
+}
+
+static void read_keep(const xcontrol_response &response)
+{
+    if (response.key)
+        text_copy(last_read.key, std::min(response.key_length + 1, read_limit), response.key);
+    if (response.value.string)
+        text_copy(last_read.value, std::min(response.value.length + 1, read_limit), response.value.string);
+}
+
+void get_callback(selvar_handle *, const xresponse *reply)
+{
+    xcontrol_response response = {};
+    if (!xcontrol_get_response(reply, &response)) {
+        log_err("Get response faild.\n");
+        last_read.error = 1;
+        return;
+    }
+    if (response.value.type != type_string) {
+        log_err("response type error.\n");
+        last_read.error = 1;
+    }
+    if (response.value.length > read_limit || response.key_length > read_limit) {
+        log_err("response is too long:name(%u), value(%u)\n", response.key_length, response.value.length);
+        last_read.error = 1;
+    }
+    read_keep(response);
+    log_info("get_callback: key: %s, value: %s\n", last_read.key, last_read.value);
+}
+
+void get_timout_callback(selvar_handle *, const xresponse *)
+{
+    log_err("get_timout_callback.\n");
+    last_read.error = 1;
+}
+
+int selvar_read_take(const char *key, char *buffer, int size)
+{
+    if (last_read.error) {
+        log_err("get %s mem string value error.\n", key);
+        return -1;
+    }
+    if (!text_equal(last_read.key, key)) {
+        log_err("mem key error:%s %s.\n", last_read.key, key);
+        return -1;
+    }
+    int length = static_cast<int>(strlen(last_read.value));
+    if (length > size) {
+        log_err("mem value length is too long %d/%d.\n", length, size);
+        return -1;
+    }
+    if (size > 0)
+        text_copy(buffer, static_cast<size_t>(size), last_read.value);
+    return 0;
+}

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+// platform.h - what a test turns on the fakes of the utility library, the device kit and the message bus.
+#pragma once
+
+#include <libcam_warden.h>
+
+#include <cstdint>
+#include <string>
+
+struct platform_fakes {
+    uint32_t monotonic_s = 1000;          // the clock stands until a test moves it
+    uint64_t realtime_ms = 1700000000000; //
+    int next_random_id = 501;             // counts up with each id
+    int rand_range_result = 5000;
+    int timer_start_result = 0;
+    int camwarden_init_result = 0;
+    int motor_result = 0;
+    std::string motor_text; // written into the buffer of a step, when not empty
+    int motor_running = 0;
+    int report_stat_result = 0;
+
+    torvu_event_callback device_event = nullptr; // as given to torvu_camwarden_init
+};
+
+extern platform_fakes platform;
+
+void platform_reset();

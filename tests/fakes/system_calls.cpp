@@ -1,0 +1,201 @@
+// SPDX-License-Identifier: MIT
+#include "fakes/system_calls.h"
+
+#include <dlfcn.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
+
+#include <arpa/inet.h>
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <set>
+
+system_fakes libc;
+
+// Shared memory: under ThreadSanitizer a vfork is a fork.
+struct exec_board {
+    std::atomic<int> count;
+    char lines[16][256];
+};
+
+static exec_board &board()
+{
+    static void *const memory =
+        mmap(nullptr, sizeof(exec_board), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    return *static_cast<exec_board *>(memory);
+}
+
+static std::mutex watched_mutex;
+static std::set<int> watched_fds;
+
+template <typename function> static function *real(const char *name)
+{
+    return reinterpret_cast<function *>(dlsym(RTLD_NEXT, name));
+}
+
+void system_reset()
+{
+    std::lock_guard<std::mutex> lock(watched_mutex);
+    libc = system_fakes();
+    board().count = 0;
+    watched_fds.clear();
+}
+
+void watch_close(int fd)
+{
+    std::lock_guard<std::mutex> lock(watched_mutex);
+    watched_fds.insert(fd);
+}
+
+static bool is_watched(int fd)
+{
+    std::lock_guard<std::mutex> lock(watched_mutex);
+    return watched_fds.contains(fd);
+}
+
+texts executed()
+{
+    texts lines;
+    for (int i = 0; i < board().count; i++)
+        lines.emplace_back(board().lines[i]);
+    return lines;
+}
+
+extern "C" {
+
+int close(int fd)
+{
+    static auto *const real_close = real<int(int)>("close");
+    if (is_watched(fd))
+        record_call("close(%d)", fd);
+    return real_close(fd);
+}
+
+int settimeofday(const timeval *value, const struct timezone *zone) noexcept
+{
+    record_call("settimeofday(%lld.%06ld, %s)", static_cast<long long>(value->tv_sec),
+                static_cast<long>(value->tv_usec), zone == nullptr ? "null" : "zone");
+    errno = libc.settimeofday_errno;
+    return libc.settimeofday_result;
+}
+
+int kill(pid_t pid, int signal) noexcept
+{
+    record_call("kill(%d, %d)", pid, signal);
+    return 0;
+}
+
+void sync() noexcept
+{
+    record_call("sync()");
+}
+
+int system(const char *command)
+{
+    record_call("system(%s)", quoted(command).c_str());
+    return libc.system_result;
+}
+
+int usleep(useconds_t microseconds)
+{
+    record_call("usleep(%u)", microseconds);
+    return 0;
+}
+
+unsigned sleep(unsigned seconds)
+{
+    record_call("sleep(%u)", seconds);
+    return 0;
+}
+
+// In a child that shares or copies memory: touches nothing but the board.
+int execl(const char *path, const char *argument, ...) noexcept
+{
+    char *line = board().lines[board().count];
+    size_t room = sizeof(board().lines[0]);
+    va_list arguments;
+    va_start(arguments, argument);
+    int used = snprintf(line, room, "execl(%s", path);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): it has been started
+    for (const char *each = first; each != nullptr; each = va_arg(arguments, const char *))
+        used += snprintf(line + used, room - static_cast<size_t>(used), ", %s", each);
+    snprintf(line + used, room - static_cast<size_t>(used), ", null)");
+    va_end(arguments);
+    board().count++;
+    errno = ENOENT;
+    return -1;
+}
+
+FILE *popen(const char *command, const char *mode)
+{
+    static auto *const real_popen = real<FILE *(const char *, const char *)>("popen");
+    record_call("popen(%s, %s)", quoted(command).c_str(), mode);
+    if (libc.popen_is_real)
+        return real_popen(command, mode);
+    if (libc.popen_fails)
+        return nullptr;
+    FILE *output = tmpfile();
+    fputs(libc.popen_output.c_str(), output);
+    rewind(output);
+    return output;
+}
+
+int pclose(FILE *stream)
+{
+    static auto *const real_pclose = real<int(FILE *)>("pclose");
+    record_call("pclose()");
+    return libc.popen_is_real ? real_pclose(stream) : fclose(stream);
+}
+
+int timerfd_create(int clock, int flags) noexcept
+{
+    static auto *const real_create = real<int(int, int)>("timerfd_create");
+    record_call("timerfd_create(%d, %d)", clock, flags);
+    if (!libc.timerfd_fails)
+        return real_create(clock, flags);
+    errno = EMFILE;
+    return -1;
+}
+
+int socket(int domain, int type, int protocol) noexcept
+{
+    static auto *const real_socket = real<int(int, int, int)>("socket");
+    if (!libc.socket_fails)
+        return real_socket(domain, type, protocol);
+    errno = EMFILE;
+    return -1;
+}
+
+// Leads to the test's own listener, so that no fixed port is needed.
+int connect(int fd, const sockaddr *address, socklen_t length)
+{
+    static auto *const real_connect = real<int(int, const sockaddr *, socklen_t)>("connect");
+    sockaddr_in target = {};
+    memcpy(&target, address, std::min(static_cast<size_t>(length), sizeof(target)));
+    char text[INET_ADDRSTRLEN] = "";
+    inet_ntop(AF_INET, &target.sin_addr, text, sizeof(text));
+    record_call("connect(%s:%d)", text, ntohs(target.sin_port));
+    if (libc.connect_port == 0) {
+        errno = ECONNREFUSED;
+        return -1;
+    }
+    target.sin_port = htons(static_cast<uint16_t>(libc.connect_port));
+    return real_connect(fd, reinterpret_cast<sockaddr *>(&target), sizeof(target));
+}
+
+int ppoll(pollfd *entries, nfds_t count, const timespec *timeout, const sigset_t *mask)
+{
+    static auto *const real_ppoll = real<int(pollfd *, nfds_t, const timespec *, const sigset_t *)>("ppoll");
+    return libc.on_poll ? libc.on_poll(entries, count, mask) : real_ppoll(entries, count, timeout, mask);
+}
+
+} // extern "C"

@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+#include "cloud/cloud.h"
+
+#include "common/control.h"
+#include "common/nearest.h"
+
+#include <algorithm>
+#include <cstring>
+
+static json_object *refuse_send(const cloud &self)
+{
+    if (self.daemon.fd < 0)
+        return control_refused(
+            "the daemon is not connected to the cloud client; ./camera status says what runs");
+    return control_refused("the daemon does not read: " + std::to_string(self.daemon.out_bytes) +
+                           " bytes wait for it; ./camera kill daemon starts it anew");
+}
+
+static json_object *call(cloud &self, json_object *arguments)
+{
+    const std::string method = json_get_text(arguments, "method");
+    if (self.daemon.fd < 0)
+        return refuse_send(self);
+    if (std::find(self.methods.begin(), self.methods.end(), method) == self.methods.end())
+        return control_refused("the daemon has not announced \"" + method + "\"" +
+                               did_you_mean(method, self.methods));
+
+    json_object *params = nullptr;
+    if (!json_object_object_get_ex(arguments, "params", &params))
+        params = json_object_new_array();
+    else
+        json_object_get(params);
+    const json_ptr message(json_object_new_object());
+    json_set_number(message.get(), "id", self.last_id + 1);
+    json_set_text(message.get(), "method", method);
+    json_object_object_add(message.get(), "params", params);
+    const std::string text = json_text(message.get());
+    if (!cloud_send(self, text))
+        return refuse_send(self);
+    self.last_id++;
+
+    json_ptr done = json_of("text", text);
+    json_set_number(done.get(), "id", self.last_id);
+    return control_done(done.release());
+}
+
+static json_object *send_text(cloud &self, json_object *arguments)
+{
+    const std::string text = json_get_text(arguments, "text");
+    if (text.empty())
+        return control_refused("there is nothing to send; give the text");
+    if (!cloud_send(self, text))
+        return refuse_send(self);
+    return control_done(json_of("text", text).release());
+}
+
+static json_object *list_methods(cloud &self, json_object *)
+{
+    json_object *names = json_object_new_array();
+    for (const std::string &method : self.methods)
+        json_object_array_add(names, json_new_text(method));
+    json_object *done = json_object_new_object();
+    json_object_object_add(done, "methods", names);
+    return control_done(done);
+}
+
+static json_object *status(cloud &self, json_object *)
+{
+    json_ptr done = json_of("network", self.net.status);
+    json_object_object_add(done.get(), "connected", json_object_new_boolean(self.daemon.fd >= 0));
+    json_object_object_add(done.get(), "binds", json_object_new_boolean(self.settings.bind));
+    json_set_number(done.get(), "methods", static_cast<int64_t>(self.methods.size()));
+    json_set_number(done.get(), "waiting_bytes", static_cast<int64_t>(self.daemon.out_bytes));
+    return control_done(done.release());
+}
+
+static json_object *set_network(cloud &self, json_object *arguments)
+{
+    const std::string wanted = json_get_text(arguments, "status");
+    if (wanted.empty())
+        return control_refused(
+            "a network status is needed, such as \"cloud_connected\" or \"internet_failed\"");
+    if (network_set(self.net, wanted))
+        cloud_tell_network(self);
+    return control_done(json_of("status", wanted).release());
+}
+
+struct cloud_command {
+    const char *name;
+    json_object *(*run)(cloud &self, json_object *arguments);
+};
+
+static constexpr cloud_command commands[] = {
+    {"call",     call        },
+    { "methods", list_methods},
+    { "net",     set_network },
+    { "send",    send_text   },
+    { "status",  status      },
+};
+
+json_object *cloud_answer(cloud &self, const char *command, json_object *arguments)
+{
+    constexpr char own_name[] = "cloud.";
+    if (strncmp(command, own_name, strlen(own_name)) == 0)
+        command += strlen(own_name);
+    std::vector<std::string> names;
+    for (const cloud_command &row : commands) {
+        if (strcmp(command, row.name) == 0)
+            return row.run(self, arguments);
+        names.emplace_back(row.name);
+    }
+    return control_refused(std::string("the cloud client knows no command \"") + command + "\"" +
+                           did_you_mean(command, names));
+}

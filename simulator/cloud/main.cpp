@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+// cloud [--unbound] - the cloud client of a virtual camera; stage starts it.
+#include "cloud/cloud.h"
+
+#include "common/control.h"
+#include "common/journal.h"
+#include "libselvar_share.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+static cloud self;
+
+static json_object *answer(const char *command, json_object *arguments)
+{
+    return cloud_answer(self, command, arguments);
+}
+
+static void note(const char *what, json_object *fields)
+{
+    journal_write("cloud", what, fields);
+}
+
+struct text_free {
+    void operator()(char *text) const
+    {
+        free(text);
+    }
+};
+
+static std::string read_nvram(const char *key)
+{
+    const std::unique_ptr<char, text_free> value(libselvar_config_get(0, "nvram", "default", key));
+    return value ? value.get() : "";
+}
+
+int main(int count, char **arguments)
+{
+    const bool unbound = count == 2 && strcmp(arguments[1], "--unbound") == 0;
+    if (count > 1 && !unbound) {
+        fprintf(stderr, "cloud: it takes --unbound or nothing, not \"%s\"\n", arguments[1]);
+        return 2;
+    }
+    cloud_settings settings;
+    settings.bind = !unbound;
+    settings.read_nvram = read_nvram;
+    settings.note = note;
+    if (!cloud_open(self, settings)) {
+        fprintf(stderr, "cloud: cannot listen on 127.0.0.1:%d: %s\n", settings.port, strerror(errno));
+        return 1;
+    }
+    // Made known only now: who is told that the cloud serves can connect to it.
+    control_service service = {};
+    service.name = "cloud";
+    service.answer = answer;
+    for (;;) {
+        control_service_run(service);
+        cloud_wait(self, service.link.fd);
+    }
+}

@@ -2,9 +2,9 @@
 // clock.h - the virtual clock of a camera, kept by stage in the shared page. Any thread.
 //
 // Monotonic time starts at 0 when the camera is started and runs on over a reboot, as fast as stage lets
-// it (speed 1 is the host's pace). It never passes a tick that the daemon has not read: it stands still there,
-// so a daemon held in a debugger misses nothing. The wall clock is the monotonic one plus an offset that
-// settimeofday changes. Without a page both are the system's.
+// it (speed 1 is the host's pace). It never passes a tick that the daemon has not read: it stands still
+// there, so a daemon held in a debugger misses nothing. The wall clock is the monotonic one plus an offset
+// that settimeofday changes. Without a page both are the system's.
 #pragma once
 
 #include <cstdint>
@@ -12,10 +12,13 @@
 int64_t clock_monotonic_ns();
 int64_t clock_realtime_ns(); // since the epoch
 
-void clock_set_realtime_ns(int64_t realtime_ns);
+// False without a page: the system's wall clock is never changed.
+bool clock_set_realtime_ns(int64_t realtime_ns);
 
-// Sleeps until the virtual monotonic clock has reached the moment; wakes when the clock is stepped.
+// Sleeps until the virtual monotonic clock has reached the moment; wakes when the clock is stepped. The
+// second returns false when a signal handler ran before that.
 void clock_sleep_until_ns(int64_t monotonic_ns);
+bool clock_wait_until_ns(int64_t monotonic_ns);
 
 // How long the host must be waited for that moment at the present speed, in ms rounded up, for poll(2);
 // at most 1000, so that a stepped clock is noticed; 0 when it has come.

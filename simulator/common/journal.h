@@ -3,9 +3,9 @@
 //
 //   {"n":12,"ms":3204,"who":"store","what":"set","space":"nvram","key":"power","value":"off"}
 //
-// n counts from 1 without a gap, ms is virtual monotonic time. Written straight into the file under a lock in the
-// shared page that survives a writer's death, so that a line stands before the call returns. Any thread, any
-// process of the camera. What is written by whom:
+// n counts from 1 without a gap, ms is virtual monotonic time. Written straight into the file under a lock in
+// the shared page that survives a writer's death, so that a line stands before the call returns. Any thread,
+// any process of the camera. What is written by whom:
 //
 //   stage   up | start program,pid | exit program,status or signal | reboot | stop
 //   daemon  log level,text | led index,brightness,mode,on_ms,off_ms,priority,applied | led_priority priority
@@ -14,10 +14,12 @@
 //           connected by | left by
 //   cloud   connected | left | announced method | received text | sent text | network status | bound
 //
-// Texts that crossed a link stand whole in "text", as they were.
+// Texts that crossed a link stand whole in "text", as they were. A line that its writer's death or a full
+// disk cut short has an end from the next writer and does not count; readers skip it.
 #pragma once
 
 #include <json-c/json.h>
 
-// Takes fields (may be NULL) and adds its members after n, ms, who and what.
-void journal_write(const char *who, const char *what, json_object *fields);
+// Takes fields (may be NULL) and adds its members after n, ms, who and what. False: there is no page, or the
+// line could not be written. errno stays as it was.
+bool journal_write(const char *who, const char *what, json_object *fields);

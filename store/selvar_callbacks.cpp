@@ -8,24 +8,27 @@
 #include <algorithm>
 #include <cstring>
 
-constexpr int      message_is_set_reply = 3;
-constexpr int      type_string = 1;
-constexpr int      type_u64 = 5;
+constexpr int message_is_set_reply = 3;
+constexpr int type_string = 1;
+constexpr int type_u64 = 5;
 constexpr uint32_t read_limit = 128;
 
 pthread_mutex_t selvar_lock = PTHREAD_MUTEX_INITIALIZER;
-int             selvar_delivered_type = selvar_delivers_nothing;
+int selvar_delivered_type = selvar_delivers_nothing;
 
 static selvar_notify notify = nullptr;
 
 static struct {
     int32_t error;
-    char    key[read_limit];
-    char    value[read_limit];
+    char key[read_limit];
+    char value[read_limit];
 } last_read;
 
 struct pair_free {
-    void operator()(xpair *pair) const { xpair_basefree(pair); }
+    void operator()(xpair *pair) const
+    {
+        xpair_basefree(pair);
+    }
 };
 using pair_ptr = std::unique_ptr<xpair, pair_free>;
 
@@ -89,7 +92,7 @@ static void deliver_value(const char *key, const xvalue *value)
 void notify_cb(selvar_handle *, const xresponse *reply)
 {
     xpair *parsed = nullptr;
-    int    status = -1;
+    int status = -1;
     xresponse_parse(reply, &parsed, &status);
     pair_ptr pair(parsed);
 
@@ -108,7 +111,7 @@ void notify_cb(selvar_handle *, const xresponse *reply)
 void notify_timeout_cb(selvar_handle *, const xresponse *reply)
 {
     xpair *parsed = nullptr;
-    int    status = -1;
+    int status = -1;
     xresponse_parse(reply, &parsed, &status);
     pair_ptr pair(parsed);
 
@@ -125,9 +128,10 @@ void selvar_read_clear(void)
 static void read_keep(const xcontrol_response &response)
 {
     if (response.key)
-        text_copy(last_read.key, std::min(response.key_length + 1, read_limit), response.key);
+        text_copy(last_read.key, std::min(response.key_length, read_limit - 1) + 1, response.key);
     if (response.value.string)
-        text_copy(last_read.value, std::min(response.value.length + 1, read_limit), response.value.string);
+        text_copy(last_read.value, std::min(response.value.length, read_limit - 1) + 1,
+                  response.value.string);
 }
 
 void get_callback(selvar_handle *, const xresponse *reply)

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// selvar_callbacks.h - what the store library calls back, inside a library call of selvar_nvram.cpp and so under
-// selvar_lock. Of use to the store client only.
+// selvar_callbacks.h - what the store library calls back, inside a library call of selvar_nvram.cpp and so
+// under selvar_lock. Of use to the store client only.
 #pragma once
 
 #include "libselvar.h"
@@ -21,7 +21,7 @@ void notify_timeout_cb(selvar_handle *handle, const xresponse *reply);
 void other_cb(selvar_handle *handle, const xresponse *reply);
 void other_timeout_cb(selvar_handle *handle, const xresponse *reply);
 
-// The one read that may be under way: forget the last result, then take what get_callback left. key is the one asked
-// for, 127 characters at most. 0 or -1.
+// The one read that may be under way: forget the last result, then take what get_callback left. key is the
+// one asked for, 127 characters at most. 0 or -1.
 void selvar_read_clear(void);
-int  selvar_read_take(const char *key, char *buffer, int size);
+int selvar_read_take(const char *key, char *buffer, int size);

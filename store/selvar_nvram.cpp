@@ -15,7 +15,7 @@ constexpr int request_timeout_s = 5;
 constexpr size_t text_size = 128; // of a key or a string value, with its NUL
 
 static selvar_handle *handle = nullptr;
-static int            notification_id = 0; // one for all keys: unregistering goes by the key
+static int notification_id = 0; // one for all keys: unregistering goes by the key
 
 static bool is_open(void)
 {

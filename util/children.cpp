@@ -6,11 +6,11 @@
 #include <sys/wait.h>
 
 struct child {
-    pid_t  pid;
+    pid_t pid;
     child *next;
 };
 
-static child          *running = nullptr;
+static child *running = nullptr;
 static pthread_mutex_t running_lock = PTHREAD_MUTEX_INITIALIZER;
 
 int child_start(const char *path)
@@ -20,7 +20,8 @@ int child_start(const char *path)
     if (!started)
         return -1;
 
-    pid_t pid = vfork(); // NOLINT(clang-analyzer-security.insecureAPI.vfork): the child does nothing but execl
+    pid_t pid =
+        vfork(); // NOLINT(clang-analyzer-security.insecureAPI.vfork): the child does nothing but execl
     if (pid == 0) {
         execl(path, static_cast<char *>(nullptr));
         _exit(127);

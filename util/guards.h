@@ -11,24 +11,39 @@
 #include <memory>
 
 struct json_put {
-    void operator()(json_object *object) const { json_object_put(object); }
+    void operator()(json_object *object) const
+    {
+        json_object_put(object);
+    }
 };
 using json_ptr = std::unique_ptr<json_object, json_put>; // owns exactly one reference
 
 struct tokener_free {
-    void operator()(json_tokener *tokener) const { json_tokener_free(tokener); }
+    void operator()(json_tokener *tokener) const
+    {
+        json_tokener_free(tokener);
+    }
 };
 using tokener_ptr = std::unique_ptr<json_tokener, tokener_free>;
 
 struct heap_free {
-    void operator()(void *memory) const { free(memory); }
+    void operator()(void *memory) const
+    {
+        free(memory);
+    }
 };
 using text_ptr = std::unique_ptr<char, heap_free>; // malloc'ed text
 
 // Holds a mutex while it lives.
 struct lock_guard {
-    explicit lock_guard(pthread_mutex_t &held) : mutex(held) { pthread_mutex_lock(&mutex); }
-    ~lock_guard() { pthread_mutex_unlock(&mutex); }
+    explicit lock_guard(pthread_mutex_t &held) : mutex(held)
+    {
+        pthread_mutex_lock(&mutex);
+    }
+    ~lock_guard()
+    {
+        pthread_mutex_unlock(&mutex);
+    }
     lock_guard(const lock_guard &) = delete;
     lock_guard &operator=(const lock_guard &) = delete;
 

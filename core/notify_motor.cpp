@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: MIT
+#include "core/notify_motor.h"
+
+#include "core/kit.h"
+#include "libcam_warden.h"
+#include "libkivo_util.h"
+#include "store/selvar_nvram.h"
+#include "util/text.h"
+
+#include <cstdint>
+#include <cstdio>
+
+constexpr int operation_reset = 5;
+constexpr int operation_empty = 6;
+constexpr int operation_slide = 12;
+constexpr int stamped_below = 6; // these operations count as a movement by hand
+constexpr int centre = 50;
+constexpr int position_size = 16; // of a "[h,v]" text for the motor
+constexpr int slide_size = 128;
+
+struct motor_step {
+    int operation;
+    int when_flipped;
+    void (*log)(const char *format, ...);
+    const char *failure; // the text goes by what was asked for, not by what the flipped motor did
+};
+
+static constexpr motor_step motor_steps[] = {
+    {1,  2, log_err,   "left overflow\n" },
+    { 2, 1, log_err,   "right overflow\n"},
+    { 3, 4, log_debug, "up overflow\n"   },
+    { 4, 3, log_debug, "down overflow\n" },
+};
+
+static void stamp_movement(void)
+{
+    shared(motor_time).store(static_cast<int64_t>(time_realtime_ms()));
+    if (shared(kit.track_time).load() != 0)
+        shared(kit.track_time).store(time_monotonic());
+}
+
+static void run_step(const motor_step &step, char *position)
+{
+    int operation = shared(kit.flip).load() ? step.when_flipped : step.operation;
+    if (torvu_motor_control(operation, position, position_size) < 0)
+        step.log("%s", step.failure);
+}
+
+static void run_operation(int operation)
+{
+    char position[position_size] = {};
+    for (const motor_step &step : motor_steps) {
+        if (step.operation == operation) {
+            run_step(step, position);
+            return;
+        }
+    }
+    if (operation == operation_reset) {
+        log_debug("motor reset!\n");
+        snprintf(position, sizeof position, "[%d,%d]", centre, centre);
+        torvu_motor_control(operation_reset, position, position_size);
+    } else if (operation == operation_empty) {
+        torvu_motor_control(operation_empty, position, position_size);
+    } else {
+        log_err("%s: set_motor unknown operation:%d\n", "selvar_notify_handler", operation);
+    }
+}
+
+void notify_motor_cmd(const char *value)
+{
+    int index = shared(av_index).load();
+    int operation = -1;
+    int third = -1;
+    sscanf(value, "[%d,%d,%d]", &index, &operation, &third);
+    shared(av_index).store(index);
+    if (operation < 0 || third < 0) {
+        log_err("motor msg error, [%d,%d]", operation, third);
+        return;
+    }
+    if (operation < stamped_below)
+        stamp_movement();
+    run_operation(operation);
+}
+
+void notify_motor(const char *value)
+{
+    char position[position_size] = {};
+    int h = shared(motor_position_h).load();
+    int v = shared(motor_position_v).load();
+    if (value) {
+        sscanf(value, "[%d,%d]", &h, &v);
+        shared(motor_position_h).store(h);
+        shared(motor_position_v).store(v);
+        log_debug("motor h:%d, v:%d\n", h, v);
+        text_copy(position, sizeof position, value);
+    } else {
+        snprintf(position, sizeof position, "[%d,%d]", h, v);
+    }
+    if (!motor_reset_flag)
+        return;
+    log_debug("motor reset : %s!", position);
+    torvu_motor_control(operation_reset, position, position_size);
+    motor_reset_flag = 0;
+    selvar_mem_set_string("motor_reset", "1", 0);
+}
+
+void notify_motor_reset(const char *value)
+{
+    motor_reset_flag = text_equal(value, "1") ? 0 : 1;
+    log_debug("motor_reset_flag: %d\n", motor_reset_flag);
+}
+
+void notify_motor_slide_screen(const char *value)
+{
+    int index = shared(av_index).load();
+    int operation = 0;
+    char text[slide_size] = {};
+    sscanf(value, "[%d,%d,%127s", &index, &operation, text);
+    shared(av_index).store(index);
+    if (operation != operation_slide) {
+        log_err("motor_slide_screen:%d error\n", operation);
+        return;
+    }
+    int x = 0;
+    int y = 0;
+    sscanf(text, "%d,%d", &x, &y);
+    snprintf(text, sizeof text, "[%d,%d]", x, y);
+    log_debug("motor_slide_screen buf:%s\n", text);
+    torvu_motor_control(operation_slide, text, slide_size);
+}

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+#include "core/otd_route.h"
+
+#include "core/dispatcher.h"
+#include "core/kit.h"
+#include "core/otd_link.h"
+#include "libkivo_util.h"
+#include "util/json_verify.h"
+#include "util/text.h"
+
+#include <algorithm>
+#include <cstring>
+
+constexpr size_t params_size = 1024;
+constexpr size_t did_size = 20;
+
+// Served to whoever names this device in its parameters.
+static constexpr std::array spec_methods = {
+    "get_properties",
+    "set_properties",
+};
+
+int spec_did_match(const char *text, int)
+{
+    json_ptr parsed(json_tokener_parse(text));
+    json_object *member = nullptr;
+    if (!parsed || !json_object_object_get_ex(parsed.get(), "did", &member))
+        return 0;
+    const char *value = json_object_get_string(member);
+    char did[did_size] = {};
+    if (value)
+        text_copy(did, sizeof did, value);
+    log_debug("-------------->>>specdid : %s\n", did);
+    return text_equal(did, g_did) ? 1 : 0;
+}
+
+static bool is_spec_method(const json_text &msg)
+{
+    return std::any_of(spec_methods.begin(), spec_methods.end(), [&](const char *method) {
+        return json_verify_method_value(msg, "method", method, json_type_string) == 0;
+    });
+}
+
+static bool names_this_device(const json_text &msg)
+{
+    char params[params_size] = {};
+    json_verify_get_array(msg, "params", params, sizeof params);
+    return params[0] != '\0' && spec_did_match(params, static_cast<int>(strlen(params))) > 0;
+}
+
+bool otd_route(int sock, const json_text &msg, int length, int32_t *id)
+{
+    json_verify_get_int(msg, "id", id);
+    last_rpc_id = *id;
+    if (is_spec_method(msg) && !names_this_device(msg)) {
+        log_debug("nubo spec cmd did error");
+        return false;
+    }
+    msg_dispatcher(msg, length, sock, 0);
+    return true;
+}
+
+static char *copy_message(const char *start, size_t length)
+{
+    char *copy = static_cast<char *>(malloc(length + 1));
+    if (!copy)
+        return nullptr;
+    memcpy(copy, start, length);
+    copy[length] = '\0';
+    return copy;
+}
+
+// The first value of the block decides whether it is JSON at all. It is parsed here once; only a block that
+// fails, or holds less than one whole value, is looked at again the way that logs.
+int otd_recv_handler_block(int sock, const char *data, int len)
+{
+    log_debug("%s(), sockfd: %d, msg: %.*s, length: %d bytes\n", __func__, sock, len, data, len);
+    tokener_ptr tokener(json_tokener_new());
+    int consumed = 0;
+    int32_t id = 0; // kept from message to message
+    while (tokener && consumed < len) {
+        const char *start = data + consumed;
+        int left = len - consumed;
+        json_ptr value(json_tokener_parse_ex(tokener.get(), start, left));
+        if (!value) {
+            if (consumed == 0 && json_verify(data) != 0)
+                return -1;
+            log_warning("%s(), token parse error msg: %.*s, length: %d bytes\n", __func__, left, start, left);
+            return consumed;
+        }
+        size_t length = json_tokener_get_parse_end(tokener.get());
+        text_ptr copy(copy_message(start, length));
+        if (!copy) {
+            log_warning("%s(), malloc error\n", __func__);
+            return -1;
+        }
+        if (!otd_route(sock, json_text(copy.get(), value.get()), static_cast<int>(length), &id))
+            return -1;
+        consumed += static_cast<int>(length);
+    }
+    return tokener ? consumed : -1;
+}

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+#include "core/tick.h"
+
+#include "core/camwarden.h"
+#include "core/dispatcher.h"
+#include "core/kit.h"
+#include "core/otd_link.h"
+#include "libkivo_util.h"
+#include "spec/service.h"
+#include "util/children.h"
+#include "util/send_text.h"
+
+#include <cstdio>
+#include <unistd.h>
+
+constexpr uint32_t clock_good_s = 1800;
+constexpr uint32_t clock_unset_mask = 15; // every 16 s
+constexpr uint32_t cloud_pause_s = 5;
+constexpr size_t query_size = 1024;
+
+// method is a literal of this file.
+static int send_query(const char *function, const char *method)
+{
+    char text[query_size] = {};
+    snprintf(text, sizeof text, "{\"id\":%d,\"method\":\"%s\",\"params\":null}", generate_random_id(),
+             method);
+    if (kit.otd_sock < 1)
+        log_warning("%s(), otd_sock not ready: %d\n", function, kit.otd_sock);
+    return send_text(kit.otd_sock, text);
+}
+
+int otd_status_check(void)
+{
+    return send_query(__func__, "local.query_status");
+}
+
+int time_sync(void)
+{
+    return send_query(__func__, "local.query_time");
+}
+
+static void keep_clock(void)
+{
+    uint32_t now = time_monotonic();
+    bool due = kit.time_set_at ? now - kit.time_set_at >= clock_good_s : (now & clock_unset_mask) == 0;
+    if (due)
+        time_sync();
+}
+
+static void bring_back_cloud(void)
+{
+    if (kit.otd_sock >= 1 || time_monotonic() - kit.reconnect_time < cloud_pause_s)
+        return;
+    otd_connect_retry();
+    nubo_spec_init(g_did, kit.otd_sock, msg_dispatcher);
+}
+
+static void bring_back_store(void)
+{
+    if (kit.mc_fd < 1 && time_monotonic() != kit.reconnect_time)
+        selvar_connect_retry();
+}
+
+static void ask_status(void)
+{
+    if (kit.otd_sock > 0 && kit.status_received != 1)
+        otd_status_check();
+}
+
+int tick_handler(int fd)
+{
+    uint64_t expirations = 0; // how many were missed does not matter
+    [[maybe_unused]] ssize_t got = read(fd, &expirations, sizeof expirations);
+    if (fd != kit.timer_fd) {
+        log_warning("timer fd unknown: %d\n", fd);
+        return 0;
+    }
+    child_reap();
+    keep_clock();
+    bring_back_cloud();
+    bring_back_store();
+    ask_status();
+    return 0;
+}

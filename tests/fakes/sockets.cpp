@@ -123,6 +123,12 @@ bool cloud_pair::daemon_end_is_open() const
     return is_socket(daemon);
 }
 
+bool cloud_pair::daemon_has_hung_up() const
+{
+    char byte = 0;
+    return recv(cloud, &byte, 1, MSG_DONTWAIT | MSG_PEEK) == 0;
+}
+
 cloud_listener::cloud_listener()
 {
     fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);

@@ -30,6 +30,7 @@ struct cloud_pair {
     void hangs_up();
     std::string reads() const; // everything that has arrived
     bool daemon_end_is_open() const;
+    bool daemon_has_hung_up() const; // closed or shut down, and all that it sent has been read
 };
 
 // A listener on a free port of 127.0.0.1, in the place of 127.0.0.1:54320.

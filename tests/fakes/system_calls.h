@@ -2,7 +2,7 @@
 // system_calls.h - the calls of libc that a unit test must not really make, or wants to steer. They take
 // libc's place in every test program.
 //
-// Only recorded, never made: settimeofday, kill, sync, system, usleep, sleep, execl, and popen unless a test
+// Only recorded, never made: settimeofday, kill, sync, system, usleep, sleep, execv, and popen unless a test
 // asks for the real one. Recorded and made: close of the descriptors that a test names. Steered: socket,
 // connect, timerfd_create, ppoll and poll.
 #pragma once
@@ -38,5 +38,5 @@ void system_reset();
 // From now on a close of fd is recorded.
 void watch_close(int fd);
 
-// "execl(/path, null)", with every argument, in order; also from a child that vfork made.
+// "execv(/path)", with every argument, in order; also from a child that vfork made.
 texts executed();

@@ -70,6 +70,20 @@ texts executed()
     return lines;
 }
 
+// In a child that shares or copies memory: touches nothing but the board.
+static int note_exec(const char *path, char *const arguments[])
+{
+    char *line = board().lines[board().count];
+    size_t room = sizeof(board().lines[0]);
+    int used = snprintf(line, room, "exec(%s", path);
+    for (; *arguments != nullptr; arguments++)
+        used += snprintf(line + used, room - static_cast<size_t>(used), ", %s", *arguments);
+    snprintf(line + used, room - static_cast<size_t>(used), ", null)");
+    board().count++;
+    errno = ENOENT;
+    return -1;
+}
+
 extern "C" {
 
 int close(int fd)
@@ -117,18 +131,23 @@ unsigned sleep(unsigned seconds)
     return 0;
 }
 
-// In a child that shares or copies memory: touches nothing but the board.
 int execv(const char *path, char *const arguments[]) noexcept
 {
-    char *line = board().lines[board().count];
-    size_t room = sizeof(board().lines[0]);
-    int used = snprintf(line, room, "execv(%s", path);
-    for (int i = 0; arguments[i] != nullptr; i++)
-        used += snprintf(line + used, room - static_cast<size_t>(used), ", %s", arguments[i]);
-    snprintf(line + used, room - static_cast<size_t>(used), ")");
-    board().count++;
-    errno = ENOENT;
-    return -1;
+    return note_exec(path, arguments);
+}
+
+// Here libc's declaration says that the argument is never null, so only its copy may be asked.
+int execl(const char *path, const char *argument, ...) noexcept
+{
+    const char *volatile first = argument;
+    char *arguments[8] = { const_cast<char *>(first) };
+    va_list rest;
+    va_start(rest, argument);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): it has been started
+    for (int i = 1; arguments[i - 1] != nullptr && i < 7; i++)
+        arguments[i] = va_arg(rest, char *);
+    va_end(rest);
+    return note_exec(path, arguments);
 }
 
 FILE *popen(const char *command, const char *mode)

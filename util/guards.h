@@ -55,6 +55,6 @@ inline bool json_add(json_object *parent, const char *key, json_ptr value)
 {
     if (!value || json_object_object_add(parent, key, value.get()) != 0)
         return false;
-    value.release();
+    static_cast<void>(value.release());
     return true;
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "modules/module.h"
 
-module module_table[1] = {};
+struct module module_table[1] = {};
 int32_t module_count = 0;

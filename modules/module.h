@@ -29,5 +29,5 @@ struct module {
 };
 
 // One slot, and none in use: the region lock stands ready but is not entered.
-extern module module_table[1];
+extern struct module module_table[1];
 extern int32_t module_count;

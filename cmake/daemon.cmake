@@ -18,9 +18,10 @@ target_link_libraries(camwarden PUBLIC platform PkgConfig::jsonc)
 add_executable(kivo_camwarden core/main.cpp)
 target_compile_options(kivo_camwarden PRIVATE ${daemon_options})
 target_link_options(kivo_camwarden PRIVATE -pie -Wl,--gc-sections)
-target_link_libraries(kivo_camwarden PRIVATE camwarden selvar selvar_share wrax wraxev cam_warden kivo_util
-                                             kivo_statistics)
-# The C driver links, so the daemon needs no libstdc++ when it runs.
+# All seven platform libraries are named in the program, also one that nothing calls yet; libstdc++, which CMake adds behind
+# them, is not, since the C driver links and nothing of it is used.
+target_link_libraries(kivo_camwarden PRIVATE camwarden -Wl,--no-as-needed selvar selvar_share wrax wraxev cam_warden
+                                             kivo_util kivo_statistics -Wl,--as-needed)
 set_target_properties(kivo_camwarden PROPERTIES LINKER_LANGUAGE C RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
 
 if(CMAKE_BUILD_TYPE STREQUAL "MinSizeRel")

@@ -15,7 +15,14 @@
 #include <cstdlib>
 #include <string>
 
-static std::atomic<int> least_urgent = LOG_DEBUG;
+// $CAMERA_LOG_LEVEL, 0..7, is the level until the first log_set_syslog_level.
+static int first_level()
+{
+    const char *wanted = getenv("CAMERA_LOG_LEVEL");
+    return wanted && *wanted >= '0' && *wanted <= '7' ? *wanted - '0' : LOG_DEBUG;
+}
+
+static std::atomic<int> least_urgent = first_level();
 
 static bool is_wanted(int priority)
 {

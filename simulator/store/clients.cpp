@@ -2,6 +2,7 @@
 #include "store/clients.h"
 
 #include "store/keys.h"
+#include "store/printable.h"
 #include "store/requests.h"
 
 #include <cerrno>
@@ -61,7 +62,7 @@ bool clients_listen(const std::string &path, std::string &problem)
 static void journal_client(const char *what, const client &who)
 {
     json_object *fields = json_object_new_object();
-    json_object_object_add(fields, "by", keys_json(who.who));
+    json_object_object_add(fields, "by", printable_json(who.who));
     if (who.dropped)
         json_object_object_add(fields, "text", json_object_new_string(who.dropped));
     keys_journal(what, fields);

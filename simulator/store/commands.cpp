@@ -4,6 +4,7 @@
 #include "common/control.h"
 #include "store/clients.h"
 #include "store/keys.h"
+#include "store/printable.h"
 
 #include <algorithm>
 #include <cstring>
@@ -70,7 +71,7 @@ static json_object *take_name(json_object *arguments, key_name &name)
 static void add_value(json_object *result, const wire_value &value)
 {
     json_object_object_add(result, "type", json_object_new_int(static_cast<int>(value.type)));
-    json_object_object_add(result, "value", keys_json(value.text));
+    json_object_object_add(result, "value", printable_json(value.text));
 }
 
 static json_object *get(json_object *arguments)
@@ -137,8 +138,8 @@ static void add_keys(json_object *list, const std::string &space)
 {
     for (const auto &[key, value] : *keys_all(space)) {
         json_object *entry = json_object_new_object();
-        json_object_object_add(entry, "space", keys_json(space));
-        json_object_object_add(entry, "key", keys_json(key));
+        json_object_object_add(entry, "space", printable_json(space));
+        json_object_object_add(entry, "key", printable_json(key));
         add_value(entry, value);
         json_object_array_add(list, entry);
     }

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 // WAL with synchronous=NORMAL hands every commit to the kernel before it returns, and to the disk at a
@@ -122,7 +123,8 @@ bool database_replace(const key_map &values)
 
 bool database_sync()
 {
-    if (!run("PRAGMA wal_checkpoint(FULL)"))
+    if (sqlite3_wal_checkpoint_v2(database.handle, nullptr, SQLITE_CHECKPOINT_FULL, nullptr, nullptr) !=
+        SQLITE_OK)
         return complain("a sync failed");
     if (folder_sync(database.file) != 0)
         return complain("the folder was not synced");
@@ -153,11 +155,12 @@ static bool create(const std::string &file, const key_map &defaults)
     return filled && rename(unfinished.c_str(), file.c_str()) == 0 && folder_sync(file) == 0;
 }
 
-static wire_value value_of(sqlite3_stmt *row)
+static std::string text_at(sqlite3_stmt *row, int column)
 {
-    const char *text = reinterpret_cast<const char *>(sqlite3_column_text(row, 2));
-    return { static_cast<wire_type>(sqlite3_column_int(row, 1)),
-             std::string(text ? text : "", static_cast<size_t>(sqlite3_column_bytes(row, 2))) };
+    const void *bytes = sqlite3_column_text(row, column);
+    if (!bytes)
+        return {};
+    return { static_cast<const char *>(bytes), static_cast<size_t>(sqlite3_column_bytes(row, column)) };
 }
 
 static int read_all(key_map &values)
@@ -165,19 +168,14 @@ static int read_all(key_map &values)
     sqlite3_stmt *rows = nullptr;
     int result =
         sqlite3_prepare_v2(database.handle, "SELECT key, type, value FROM nvram", -1, &rows, nullptr);
-    if (result != SQLITE_OK)
-        return result;
-    while ((result = sqlite3_step(rows)) == SQLITE_ROW) {
-        const char *key = reinterpret_cast<const char *>(sqlite3_column_text(rows, 0));
-        const wire_value value = value_of(rows);
-        if (!wire_value_is_sound(value)) {
+    while (result == SQLITE_OK && sqlite3_step(rows) == SQLITE_ROW) {
+        const wire_value value = { static_cast<wire_type>(sqlite3_column_int(rows, 1)), text_at(rows, 2) };
+        if (!wire_value_is_sound(value))
             result = SQLITE_CORRUPT;
-            break;
-        }
-        values[std::string(key ? key : "", static_cast<size_t>(sqlite3_column_bytes(rows, 0)))] = value;
+        values[text_at(rows, 0)] = value;
     }
-    sqlite3_finalize(rows);
-    return result == SQLITE_DONE ? SQLITE_OK : result;
+    const int finished = sqlite3_finalize(rows); // of the last step
+    return result == SQLITE_OK ? finished : result;
 }
 
 static bool check_is_good()
@@ -186,15 +184,25 @@ static bool check_is_good()
     bool good = false;
     if (sqlite3_prepare_v2(database.handle, "PRAGMA quick_check(1)", -1, &check, nullptr) == SQLITE_OK &&
         sqlite3_step(check) == SQLITE_ROW)
-        good = strcmp(reinterpret_cast<const char *>(sqlite3_column_text(check, 0)), "ok") == 0;
+        good = text_at(check, 0) == "ok";
     sqlite3_finalize(check);
     return good;
 }
 
-// Opens what stands. On failure the reason is in text and the result is SQLite's.
+static bool is_empty(const std::string &file)
+{
+    struct stat status;
+    return stat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0;
+}
+
+// Opens what stands and checks it. On failure the reason is in text and the result is SQLite's.
 static int open_standing(const std::string &file, key_map &values, std::string &text)
 {
     values.clear();
+    if (is_empty(file)) {
+        text = "it is empty";
+        return SQLITE_CORRUPT;
+    }
     int result = SQLITE_OK;
     if (!open_handle(file) || !prepare())
         result = sqlite3_errcode(database.handle);
@@ -228,38 +236,47 @@ static std::string set_aside(const std::string &file)
     return other;
 }
 
-static database_start open_new(const std::string &file, const key_map &defaults, key_map &values,
-                               std::string &text)
+static bool open_new(const std::string &file, const key_map &defaults, key_map &values)
 {
-    std::string reason;
-    if (create(file, defaults) && open_standing(file, values, reason) == SQLITE_OK)
-        return text.empty() ? database_start::created : database_start::replaced;
-    text = "the database " + file + " cannot be made, see that its folder exists, is yours and has room";
-    return database_start::failed;
+    std::string reason; // already on stderr
+    return create(file, defaults) && open_standing(file, values, reason) == SQLITE_OK;
+}
+
+// What is to be done about a file that stands and could not be opened; the sentence.
+static std::string advice(const std::string &file, int result, const std::string &reason)
+{
+    if (result == SQLITE_BUSY)
+        return "the database " + file + " is in use by another store, stop that one first";
+    return "the database " + file + " cannot be used (" + reason +
+           "), see that it is yours and the disk has room";
+}
+
+static std::string cannot_be_made(const std::string &file)
+{
+    return "the database " + file + " cannot be made, see that its folder exists, is yours and has room";
 }
 
 database_start database_open(const std::string &file, const key_map &defaults, key_map &values,
                              std::string &text)
 {
-    text.clear();
-    if (access(file.c_str(), F_OK) != 0)
-        return open_new(file, defaults, values, text);
+    if (access(file.c_str(), F_OK) != 0) {
+        text = cannot_be_made(file);
+        return open_new(file, defaults, values) ? database_start::created : database_start::failed;
+    }
 
     std::string reason;
     const int result = open_standing(file, values, reason);
     if (result == SQLITE_OK)
         return database_start::opened;
-    if (result == SQLITE_BUSY) {
-        text = "the database " + file + " is in use by another store, stop that one first";
-        return database_start::failed;
-    }
     const std::string aside = is_circumstance(result) ? std::string() : set_aside(file);
     if (aside.empty()) {
-        text = "the database " + file + " cannot be used (" + reason +
-               "), see that it is yours and the disk has room";
+        text = advice(file, result, reason);
         return database_start::failed;
     }
     text = "the nvram database was damaged (" + reason + "): it was set aside as " + aside +
            ", and the camera starts from the factory defaults";
-    return open_new(file, defaults, values, text);
+    if (open_new(file, defaults, values))
+        return database_start::replaced;
+    text = cannot_be_made(file) + "; the damaged one was set aside as " + aside;
+    return database_start::failed;
 }

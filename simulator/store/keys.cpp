@@ -3,6 +3,7 @@
 
 #include "common/journal.h"
 #include "store/database.h"
+#include "store/printable.h"
 
 static struct {
     key_map defaults;
@@ -51,41 +52,6 @@ const wire_value *keys_get(const std::string &space, const std::string &key)
     return found == values->end() ? nullptr : &found->second;
 }
 
-// How many bytes at the place make one well-formed character; 0: none do.
-static size_t character_length(const std::string &text, size_t place)
-{
-    const auto byte = [&](size_t at) { return at < text.size() ? static_cast<unsigned char>(text[at]) : 0U; };
-    const unsigned first = byte(place);
-    if (first < 0x80)
-        return 1;
-    const size_t length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
-    if (first < 0xc2 || first > 0xf4)
-        return 0;
-    // The second byte rules out forms that are too long, surrogates, and what lies beyond the last character.
-    const unsigned low = first == 0xe0 ? 0xa0 : first == 0xf0 ? 0x90 : 0x80;
-    const unsigned high = first == 0xed ? 0x9f : first == 0xf4 ? 0x8f : 0xbf;
-    if (byte(place + 1) < low || byte(place + 1) > high)
-        return 0;
-    for (size_t i = 2; i < length; ++i)
-        if (byte(place + i) < 0x80 || byte(place + i) > 0xbf)
-            return 0;
-    return length;
-}
-
-json_object *keys_json(const std::string &text)
-{
-    std::string good;
-    for (size_t place = 0; place < text.size();) {
-        const size_t length = character_length(text, place);
-        if (length > 0)
-            good.append(text, place, length);
-        else
-            good += "\xef\xbf\xbd";
-        place += length > 0 ? length : 1;
-    }
-    return json_object_new_string_len(good.data(), static_cast<int>(good.size()));
-}
-
 void keys_journal(const char *what, json_object *fields)
 {
     journal_write("store", what, fields);
@@ -95,14 +61,14 @@ static void journal_change(const char *what, const std::string &space, const std
                            const wire_value *value, const char *by)
 {
     json_object *fields = json_object_new_object();
-    json_object_object_add(fields, "space", keys_json(space));
+    json_object_object_add(fields, "space", printable_json(space));
     if (key)
-        json_object_object_add(fields, "key", keys_json(*key));
+        json_object_object_add(fields, "key", printable_json(*key));
     if (value) {
         json_object_object_add(fields, "type", json_object_new_int(static_cast<int>(value->type)));
-        json_object_object_add(fields, "value", keys_json(value->text));
+        json_object_object_add(fields, "value", printable_json(value->text));
     }
-    json_object_object_add(fields, "by", keys_json(by));
+    json_object_object_add(fields, "by", printable_json(by));
     keys_journal(what, fields);
 }
 

@@ -29,7 +29,4 @@ wire_status keys_unset(const std::string &space, const std::string &key, const c
 wire_status keys_reset(const std::string &space, const char *by); // nvram only
 wire_status keys_sync(const std::string &space, const char *by);
 
-// The text as a JSON string. What is no UTF-8 in it stands as U+FFFD, since JSON has no other bytes.
-json_object *keys_json(const std::string &text);
-
 void keys_journal(const char *what, json_object *fields); // takes fields

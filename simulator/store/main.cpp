@@ -6,6 +6,7 @@
 #include "store/commands.h"
 #include "store/database.h"
 #include "store/keys.h"
+#include "store/printable.h"
 
 #include <csignal>
 #include <cstdio>
@@ -28,6 +29,7 @@ static sigset_t catch_signals()
 {
     struct sigaction action = {};
     action.sa_handler = on_signal;
+    signal(SIGPIPE, SIG_IGN); // whoever reads our standard error may have gone
     sigset_t ends;
     sigset_t before;
     sigemptyset(&ends);
@@ -66,7 +68,7 @@ static void report_damage(const std::string &sentence)
 {
     fprintf(stderr, "store: %s\n", sentence.c_str());
     json_object *fields = json_object_new_object();
-    json_object_object_add(fields, "text", keys_json(sentence));
+    json_object_object_add(fields, "text", printable_json(sentence));
     keys_journal("damaged", fields);
 }
 

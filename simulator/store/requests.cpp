@@ -2,6 +2,7 @@
 #include "store/requests.h"
 
 #include "store/keys.h"
+#include "store/printable.h"
 
 #include <algorithm>
 
@@ -113,11 +114,11 @@ static constexpr request_row rows[] = {
 
 static bool take_hello(client &sender, const wire_message &request)
 {
-    if (!sender.who.empty() || request.key.empty())
+    if (!sender.who.empty() || request.key.empty() || request.key.find('\0') != std::string::npos)
         return false;
-    sender.who = request.key.c_str();
+    sender.who = request.key;
     json_object *fields = json_object_new_object();
-    json_object_object_add(fields, "by", keys_json(sender.who));
+    json_object_object_add(fields, "by", printable_json(sender.who));
     keys_journal("connected", fields);
     return true;
 }

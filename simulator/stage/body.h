@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+// body.h - the camera's body as its device kit sees it: two LEDs and a head. Plain state and rules, no
+// input or output. stage's thread only.
+//
+// LEDs: there is one priority in force for both. A request below it is without effect; another is applied and
+// its priority becomes the one in force. So after "off" at priority 2, status patterns at priority 1 do
+// not show until the priority is set to 1.
+//
+// Head: a position of 0..100 on each axis, 50 is the centre; h grows to the right, v upwards. A move is done
+// at once.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+enum class led_mode { steady, off, blink };
+
+struct led_state {
+    int brightness = 0; // 0..100
+    led_mode mode = led_mode::off;
+    int on_ms = 0; // lit and dark times, used by blink alone
+    int off_ms = 0;
+    int priority = 0; // of the request that set it
+};
+
+constexpr int led_count = 2;
+
+struct body_state {
+    led_state leds[led_count];
+    int led_priority = 0; // in force
+    int h = 50;
+    int v = 50;
+};
+
+enum class led_outcome { refused, without_effect, applied };
+
+struct led_request {
+    int index = 0;
+    int brightness = 0;
+    int mode = 0; // as the kit numbers it: 0 steady, 1 off, 2 blink
+    int on_ms = 0;
+    int off_ms = 0;
+    int priority = 0;
+};
+
+// refused: an argument is out of range.
+led_outcome body_led(body_state &body, const led_request &request);
+
+// What a reboot does: both LEDs dark, nothing in force. The head stays where it is.
+void body_power_on(body_state &body);
+
+const char *led_mode_name(led_mode mode);
+
+// A motor operation, numbered as the kit numbers them, with the operand that it takes.
+struct motor_request {
+    int operation = 0;
+    std::string text = {}; // "[h,v]" of 5, 11 and 12; may be cut anywhere
+    int degrees = 0;       // of 7..10, above 0
+};
+
+struct motor_outcome {
+    int result = -1;       // what the kit's call returns: 0, or -1 at the end of travel or for a bad request
+    bool reports = false;  // the kit then tells of the stop
+    bool position = false; // the kit writes the position into the caller's buffer
+};
+
+motor_outcome body_motor(body_state &body, const motor_request &request);
+
+std::string body_position(const body_state &body); // "[h,v]"

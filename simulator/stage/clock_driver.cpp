@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: MIT
+#include "stage/clock_driver.h"
+
+#include "common/clock.h"
+#include "common/clock_owner.h"
+
+#include <poll.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+constexpr int64_t ns_per_ms = 1'000'000;
+constexpr int64_t first_look_ns = 100'000;
+constexpr int64_t longest_look_ns = 2 * ns_per_ms;
+
+// A delivered timer is given a second expiry so far away that it never comes: the time left until then tells
+// that the first one has happened, which cannot be seen otherwise once the tick was read.
+constexpr time_t never_s = 10L * 365 * 24 * 3600;
+
+static void deliver(int fd)
+{
+    itimerspec at_once = {};
+    at_once.it_value.tv_nsec = 1;
+    at_once.it_interval.tv_sec = never_s;
+    timerfd_settime(fd, 0, &at_once, nullptr);
+}
+
+static bool was_read(int fd)
+{
+    itimerspec left = {};
+    if (timerfd_gettime(fd, &left) == 0 && left.it_value.tv_sec < never_s / 2)
+        return false; // not yet expired
+    pollfd readable = { .fd = fd, .events = POLLIN, .revents = 0 };
+    return poll(&readable, 1, 0) == 0;
+}
+
+static bool disarm(int fd)
+{
+    const itimerspec never = {};
+    return timerfd_settime(fd, 0, &never, nullptr) == 0;
+}
+
+template <class match> static void forget_if(clock_driver &driver, match matches)
+{
+    std::erase_if(driver.timers, [&](const driven_timer &timer) {
+        if (!matches(timer))
+            return false;
+        close(timer.fd);
+        return true;
+    });
+}
+
+bool clock_driver_add(clock_driver &driver, driven_timer timer, int64_t first_ms, int64_t interval_ms)
+{
+    if (!disarm(timer.fd)) {
+        close(timer.fd);
+        return false;
+    }
+    forget_if(driver, [&](const driven_timer &other) {
+        return other.owner == timer.owner && other.name == timer.name;
+    });
+    timer.due_ns = clock_monotonic_ns() + first_ms * ns_per_ms;
+    timer.interval_ns = interval_ms * ns_per_ms;
+    driver.timers.push_back(timer);
+    return true;
+}
+
+void clock_driver_forget(clock_driver &driver, uint64_t owner)
+{
+    forget_if(driver, [&](const driven_timer &timer) { return timer.owner == owner; });
+}
+
+void clock_driver_step(clock_driver &driver, int64_t until_ns)
+{
+    driver.step_to_ns = until_ns;
+}
+
+static void notice_reads(clock_driver &driver)
+{
+    for (driven_timer &timer : driver.timers) {
+        if (!timer.unread || !was_read(timer.fd))
+            continue;
+        timer.unread = false;
+        timer.due_ns = timer.interval_ns == 0 ? INT64_MAX : timer.due_ns + timer.interval_ns;
+        driver.look_pause_ns = 0;
+    }
+}
+
+static void deliver_due(clock_driver &driver)
+{
+    int64_t now_ns = clock_monotonic_ns();
+    for (driven_timer &timer : driver.timers) {
+        if (timer.unread || timer.due_ns > now_ns)
+            continue;
+        deliver(timer.fd);
+        timer.unread = true;
+    }
+}
+
+static void move_limit(clock_driver &driver)
+{
+    int64_t limit_ns = INT64_MAX;
+    for (const driven_timer &timer : driver.timers)
+        limit_ns = std::min(limit_ns, timer.due_ns);
+    // Every change wakes all who sleep on the clock.
+    if (limit_ns != driver.limit_ns)
+        clock_owner_set_limit_ns(limit_ns);
+    driver.limit_ns = limit_ns;
+}
+
+int64_t clock_driver_run(clock_driver &driver)
+{
+    notice_reads(driver);
+    move_limit(driver);
+    if (driver.step_to_ns > clock_monotonic_ns())
+        clock_owner_step_to_ns(driver.step_to_ns);
+    deliver_due(driver);
+
+    auto is_unread = [](const driven_timer &timer) { return timer.unread; };
+    if (std::any_of(driver.timers.begin(), driver.timers.end(), is_unread)) {
+        driver.look_pause_ns = std::clamp(driver.look_pause_ns * 2, first_look_ns, longest_look_ns);
+        return driver.look_pause_ns;
+    }
+    if (driver.limit_ns == INT64_MAX)
+        return -1;
+    return clock_host_wait_ms(driver.limit_ns) * ns_per_ms;
+}
+
+void clock_driver_close(clock_driver &driver)
+{
+    for (const driven_timer &timer : driver.timers)
+        close(timer.fd);
+    driver.timers.clear();
+    move_limit(driver);
+}

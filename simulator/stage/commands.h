@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+// commands.h - what a line on the control socket does. A command is one row of the table in commands.cpp and
+// one function.
+#pragma once
+
+#include "stage/stage.h"
+
+#include <json-c/json.h>
+
+#include <string>
+
+// Answers the command, or passes it on to the neighbour that its name begins with; bad input is refused.
+void commands_take_line(stage &stage, connection &client, const std::string &line);
+
+// A command's function: the answer, or NULL when it was sent already or comes later (client.awaiting is then
+// set).
+using command_function = json_object *(*)(stage &stage, connection &client, json_object *arguments);
+
+// camera_commands.cpp
+json_object *command_status(stage &stage, connection &client, json_object *arguments);
+json_object *command_kill(stage &stage, connection &client, json_object *arguments);
+json_object *command_restart(stage &stage, connection &client, json_object *arguments);
+json_object *command_stop(stage &stage, connection &client, json_object *arguments);
+json_object *command_reboot(stage &stage, connection &client, json_object *arguments);
+json_object *command_serve(stage &stage, connection &client, json_object *arguments);
+json_object *command_timer(stage &stage, connection &client, json_object *arguments);
+
+// body_commands.cpp
+json_object *command_leds(stage &stage, connection &client, json_object *arguments);
+json_object *command_head(stage &stage, connection &client, json_object *arguments);
+json_object *command_led(stage &stage, connection &client, json_object *arguments);
+json_object *command_led_priority(stage &stage, connection &client, json_object *arguments);
+json_object *command_motor(stage &stage, connection &client, json_object *arguments);
+json_object *command_motor_running(stage &stage, connection &client, json_object *arguments);
+json_object *command_events(stage &stage, connection &client, json_object *arguments);
+json_object *command_key_press(stage &stage, connection &client, json_object *arguments);
+json_object *command_key_release(stage &stage, connection &client, json_object *arguments);
+
+// The member as a number of int's range.
+int command_number(json_object *arguments, const char *key, int otherwise);

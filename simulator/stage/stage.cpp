@@ -1,0 +1,232 @@
+// SPDX-License-Identifier: MIT
+#include "stage/stage.h"
+
+#include "common/clock.h"
+#include "common/control.h"
+#include "common/host_time.h"
+#include "common/journal.h"
+#include "common/json.h"
+#include "common/run_folder.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+
+constexpr int reboot_grace_ms = 1000;
+constexpr int store_patience_ms = 5000;
+constexpr int longest_store_look_ms = 20;
+constexpr int longest_wait_ms = 1000;
+
+program *stage_find_program(stage &stage, const std::string &name)
+{
+    for (program &program : stage.programs) {
+        if (name == program.row->name)
+            return &program;
+    }
+    return nullptr;
+}
+
+const char *stage_phase_name(stage_phase phase)
+{
+    switch (phase) {
+    case stage_phase::starting:
+        return "starting";
+    case stage_phase::running:
+        return "running";
+    case stage_phase::rebooting:
+        return "rebooting";
+    case stage_phase::stopping:
+        return "stopping";
+    case stage_phase::ended:
+        return "ended";
+    }
+    return "";
+}
+
+void stage_await(stage &stage, connection &client, stage_event event, const std::string &program)
+{
+    client.awaiting = true;
+    stage.awaited.push_back({ .client = client.id, .event = event, .program = program });
+}
+
+static void settle(stage &stage, stage_event event, const std::string &program)
+{
+    std::erase_if(stage.awaited, [&](const awaited_event &awaited) {
+        if (awaited.event != event || awaited.program != program)
+            return false;
+        server_answer(stage.control, awaited.client, control_done(nullptr));
+        return true;
+    });
+}
+
+static void refuse_awaited(stage &stage, const char *sentence)
+{
+    for (const awaited_event &awaited : stage.awaited)
+        server_answer(stage.control, awaited.client, control_refused(sentence));
+    stage.awaited.clear();
+}
+
+bool stage_tell_kits(stage &stage, json_object *event)
+{
+    for (uint64_t id : stage.kits) {
+        connection *kit = server_find(stage.control, id);
+        if (kit != nullptr)
+            server_send(*kit, json_object_get(event));
+    }
+    json_object_put(event);
+    return !stage.kits.empty();
+}
+
+static void start_program(stage &stage, program &program)
+{
+    program_start(program);
+    settle(stage, stage_event::program_started, program.row->name);
+}
+
+void stage_boot(stage &stage)
+{
+    stage.phase = stage_phase::starting;
+    stage.boots++;
+    stage.up_since_ns = clock_monotonic_ns();
+    stage.store_late_ms = host_time_ms() + store_patience_ms;
+    stage.store_look_ms = 0;
+    body_power_on(stage.body);
+    for (program &program : stage.programs) {
+        if (!program.row->needs_store)
+            start_program(stage, program);
+    }
+}
+
+static bool store_accepts(void)
+{
+    const std::string path = run_folder_path("store");
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path)
+        return false;
+    memcpy(address.sun_path, path.c_str(), path.size());
+    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (fd < 0)
+        return false;
+    bool accepted = connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
+    close(fd);
+    return accepted;
+}
+
+// Returns the host ms until the next look.
+static int run_start(stage &stage)
+{
+    auto waits = [](const program &program) { return program.row->needs_store; };
+    if (std::any_of(stage.programs.begin(), stage.programs.end(), waits) && !store_accepts()) {
+        if (host_time_ms() < stage.store_late_ms) {
+            stage.store_look_ms = std::clamp(stage.store_look_ms * 2, 1, longest_store_look_ms);
+            return stage.store_look_ms;
+        }
+        fprintf(stderr, "stage: the store does not accept yet; the daemon is started without it\n");
+    }
+    for (program &program : stage.programs) {
+        if (program.row->needs_store && program.state == program_state::stopped)
+            start_program(stage, program);
+    }
+    stage.phase = stage_phase::running;
+    json_object *fields = json_object_new_object();
+    json_set_number(fields, "boot", stage.boots);
+    journal_write("stage", "up", fields);
+    settle(stage, stage_event::camera_up, "");
+    return 0;
+}
+
+void stage_reboot(stage &stage)
+{
+    if (stage.phase != stage_phase::starting && stage.phase != stage_phase::running)
+        return;
+    journal_write("stage", "reboot", nullptr);
+    stage.phase = stage_phase::rebooting;
+    for (program &program : stage.programs)
+        program_end(program, SIGTERM, reboot_grace_ms, false);
+}
+
+void stage_stop(stage &stage)
+{
+    if (stage.phase == stage_phase::stopping || stage.phase == stage_phase::ended)
+        return;
+    stage.phase = stage_phase::stopping;
+    refuse_awaited(stage, "the camera is stopping");
+    program *daemon = stage_find_program(stage, "daemon");
+    if (daemon != nullptr)
+        program_end(*daemon, daemon->row->end_signal, daemon->row->grace_ms, false);
+}
+
+static bool all_stopped(const stage &stage)
+{
+    return std::all_of(stage.programs.begin(), stage.programs.end(),
+                       [](const program &program) { return program.state == program_state::stopped; });
+}
+
+static void run_reboot(stage &stage)
+{
+    if (!all_stopped(stage))
+        return;
+    // What the programs left behind; outside a sandbox -1 would be everybody.
+    if (getpid() == 1)
+        kill(-1, SIGKILL);
+    stage_boot(stage);
+}
+
+static void run_stop(stage &stage)
+{
+    const program *daemon = stage_find_program(stage, "daemon");
+    if (daemon != nullptr && daemon->state != program_state::stopped)
+        return;
+    for (program &program : stage.programs) {
+        if (program.state != program_state::ending)
+            program_end(program, program.row->end_signal, program.row->grace_ms, false);
+    }
+    if (!all_stopped(stage))
+        return;
+    journal_write("stage", "stop", nullptr);
+    for (uint64_t client : stage.stoppers)
+        server_answer(stage.control, client, control_done(nullptr));
+    stage.phase = stage_phase::ended;
+}
+
+int stage_run(stage &stage)
+{
+    int wait_ms = longest_wait_ms;
+    for (program &program : stage.programs) {
+        int restarts = program.restarts;
+        wait_ms = std::min(wait_ms, program_run(program));
+        if (program.restarts != restarts)
+            settle(stage, stage_event::program_started, program.row->name);
+    }
+    if (stage.phase == stage_phase::rebooting)
+        run_reboot(stage);
+    if (stage.phase == stage_phase::starting)
+        wait_ms = std::min(wait_ms, run_start(stage));
+    if (stage.phase == stage_phase::stopping)
+        run_stop(stage);
+    return wait_ms;
+}
+
+void stage_reap(stage &stage)
+{
+    int status = 0;
+    pid_t pid = 0;
+    while ((pid = waitpid(-1, &status, WNOHANG)) > 0) {
+        auto is_it = [&](const program &program) { return program.pid == pid; };
+        auto found = std::find_if(stage.programs.begin(), stage.programs.end(), is_it);
+        if (found == stage.programs.end())
+            continue; // an orphan
+        bool may_restart = stage.phase == stage_phase::starting || stage.phase == stage_phase::running;
+        program_ended(*found, status, may_restart);
+        settle(stage, stage_event::program_ended, found->row->name);
+        if (found->state == program_state::running)
+            settle(stage, stage_event::program_started, found->row->name);
+    }
+}

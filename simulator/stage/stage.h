@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+// stage.h - process 1 of a virtual camera: its whole state, and its phases. One thread.
+//
+//   starting   the store was started; the others follow when it accepts
+//   running    what dies is started again after a pause
+//   rebooting  everything was asked to end; when all is gone the camera starts again
+//   stopping   the daemon was asked to end, then the others; when all is gone stage ends
+#pragma once
+
+#include "stage/body.h"
+#include "stage/clock_driver.h"
+#include "stage/program.h"
+#include "stage/routing.h"
+#include "stage/server.h"
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <vector>
+
+enum class stage_phase { starting, running, rebooting, stopping, ended };
+
+enum class stage_event { program_ended, program_started, camera_up };
+
+// Who asked for a change and is answered when it has happened.
+struct awaited_event {
+    uint64_t client = 0; // connection
+    stage_event event = stage_event::camera_up;
+    std::string program; // empty: the whole camera
+};
+
+struct stage {
+    stage_phase phase = stage_phase::starting;
+    std::vector<program> programs; // in the order in which they are started
+    server control;
+    routing routes;
+    std::set<uint64_t> kits; // connections that hear the events of the body
+    std::vector<awaited_event> awaited;
+    std::vector<uint64_t> stoppers; // connections that asked for the stop
+    body_state body;
+    clock_driver clock;
+    int boots = 0;
+    int64_t up_since_ns = 0;   // virtual; of the last boot
+    int64_t store_late_ms = 0; // host; the others are then started without it
+    int store_look_ms = 0;     // host; pause before the next look whether it accepts
+};
+
+// Starts the camera's programs; used once. The clock, the journal and the control socket stand already.
+void stage_boot(stage &stage);
+
+// Everything is stopped, mem is lost, everything starts again. Ignored unless the camera is starting or
+// running.
+void stage_reboot(stage &stage);
+
+// The orderly end, the daemon first; the phase is then ended. May be asked for at any time.
+void stage_stop(stage &stage);
+
+// Collects the processes that have ended.
+void stage_reap(stage &stage);
+
+// Does what is due, and returns the host ms until something else is.
+int stage_run(stage &stage);
+
+// One turn of the loop: waits for something to happen, at most longest_ms of host time, and serves it.
+// signal_fd: a signalfd for SIGCHLD, SIGTERM (reboot) and SIGINT (stop); -1 for none.
+void stage_turn(stage &stage, int signal_fd, int longest_ms);
+
+program *stage_find_program(stage &stage, const std::string &name); // NULL: no such
+const char *stage_phase_name(stage_phase phase);
+
+// Answers the client when the event has come, or refuses it when it cannot come any more.
+void stage_await(stage &stage, connection &client, stage_event event, const std::string &program);
+
+// Tells the device kit, as a line on every connection that hears it. Takes event. False: nobody listens.
+bool stage_tell_kits(stage &stage, json_object *event);

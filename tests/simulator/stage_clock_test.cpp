@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: MIT
+// The daemon's timer under the virtual clock, with a real descriptor that the test reads when it likes.
+#include "harness.h"
+
+#include "common/host_time.h"
+#include "stage/clock_driver.h"
+
+#include <poll.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
+
+struct daemon_timer {
+    clock_driver driver;
+    int fd = -1; // the daemon's own; stage has a copy
+};
+
+static void bring(daemon_timer &timer, uint64_t owner, int64_t first_ms, int64_t interval_ms)
+{
+    timer.fd = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
+    ASSERT_GE(timer.fd, 0);
+    ASSERT_TRUE(
+        clock_driver_add(timer.driver, { .owner = owner, .fd = dup(timer.fd) }, first_ms, interval_ms));
+    clock_driver_run(timer.driver);
+}
+
+// What the daemon reads: how many ticks have come, 0 for none.
+static uint64_t read_ticks(int fd)
+{
+    uint64_t ticks = 0;
+    return read(fd, &ticks, sizeof ticks) == sizeof ticks ? ticks : 0;
+}
+
+// Drives the clock until the daemon finds a tick; what it reads then.
+static uint64_t next_tick(daemon_timer &timer)
+{
+    uint64_t ticks = 0;
+    EXPECT_TRUE(desk_wait([&] {
+        clock_driver_run(timer.driver);
+        ticks = read_ticks(timer.fd);
+        return ticks > 0;
+    })) << "no tick came";
+    return ticks;
+}
+
+static void finish(daemon_timer &timer)
+{
+    close(timer.fd);
+    clock_driver_close(timer.driver);
+}
+
+STORY(tick, comes_at_its_time)
+{
+    desk_page();
+    daemon_timer timer;
+    bring(timer, 1, 1000, 1000);
+    desk_clock_step(999);
+    clock_driver_run(timer.driver);
+    EXPECT_EQ(read_ticks(timer.fd), 0U);
+
+    desk_clock_step(1);
+    EXPECT_EQ(next_tick(timer), 1U);
+    EXPECT_EQ(desk_clock_ms(), 1000);
+    finish(timer);
+}
+
+STORY(tick, comes_again_after_every_interval)
+{
+    desk_page();
+    daemon_timer timer;
+    bring(timer, 1, 300, 500);
+    desk_clock_run(100);
+    for (int64_t due_ms : { 300, 800, 1300, 1800 }) {
+        EXPECT_EQ(next_tick(timer), 1U);
+        EXPECT_EQ(desk_clock_ms(), due_ms);
+    }
+    finish(timer);
+}
+
+STORY(clock_of_the_camera, stands_still_while_a_tick_is_unread)
+{
+    desk_page();
+    daemon_timer timer;
+    bring(timer, 1, 1000, 1000);
+    desk_clock_run(1000); // a second of the camera takes a millisecond
+    ASSERT_TRUE(desk_wait([&] {
+        clock_driver_run(timer.driver);
+        return timer.driver.timers[0].unread;
+    }));
+    // As long as the camera would need for a second more, were it not held.
+    const int64_t until_ms = host_time_ms() + 2;
+    while (host_time_ms() < until_ms) {
+        clock_driver_run(timer.driver);
+        ASSERT_EQ(desk_clock_ms(), 1000);
+    }
+    EXPECT_EQ(read_ticks(timer.fd), 1U) << "it was delivered once";
+    finish(timer);
+}
+
+STORY(clock_of_the_camera, goes_on_to_the_next_tick_once_a_late_one_is_read)
+{
+    desk_page();
+    daemon_timer timer;
+    bring(timer, 1, 1000, 1000);
+    desk_clock_run(1000);
+    ASSERT_TRUE(desk_wait([&] {
+        clock_driver_run(timer.driver);
+        return timer.driver.timers[0].unread && desk_clock_ms() == 1000;
+    }));
+    EXPECT_EQ(read_ticks(timer.fd), 1U);
+    EXPECT_EQ(next_tick(timer), 1U);
+    EXPECT_EQ(desk_clock_ms(), 2000);
+    finish(timer);
+}
+
+STORY(clock_of_the_camera, is_looked_at_again_soon_and_then_less_often)
+{
+    desk_page();
+    daemon_timer timer;
+    bring(timer, 1, 1000, 1000);
+    desk_clock_step(1000);
+    EXPECT_EQ(clock_driver_run(timer.driver), 100'000);
+    EXPECT_EQ(clock_driver_run(timer.driver), 200'000);
+    for (int i = 0; i < 5; i++)
+        clock_driver_run(timer.driver);
+    EXPECT_EQ(clock_driver_run(timer.driver), 2'000'000);
+    finish(timer);
+}
+
+STORY(clock_of_the_camera, loses_no_tick_when_it_is_stepped)
+{
+    desk_page();
+    daemon_timer timer;
+    bring(timer, 1, 1000, 1000);
+    clock_driver_step(timer.driver, 10'500 * INT64_C(1'000'000));
+
+    for (int64_t due_ms = 1000; due_ms <= 10'000; due_ms += 1000) {
+        EXPECT_EQ(next_tick(timer), 1U);
+        EXPECT_EQ(desk_clock_ms(), due_ms);
+    }
+    EXPECT_TRUE(desk_wait([&] {
+        clock_driver_run(timer.driver);
+        return desk_clock_ms() == 10'500;
+    })) << "and ends where it was stepped to";
+    EXPECT_EQ(read_ticks(timer.fd), 0U);
+    finish(timer);
+}
+
+STORY(clock_of_the_camera, waits_for_the_slowest_of_two_readers)
+{
+    desk_page();
+    daemon_timer quick;
+    bring(quick, 1, 1000, 1000);
+    const int slow = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
+    ASSERT_TRUE(clock_driver_add(quick.driver, { .owner = 2, .fd = dup(slow) }, 1000, 1000));
+    desk_clock_step(1000);
+    EXPECT_EQ(next_tick(quick), 1U);
+    desk_clock_step(1000);
+    clock_driver_run(quick.driver);
+    desk_clock_step(1000);
+    EXPECT_EQ(desk_clock_ms(), 1000);
+
+    EXPECT_EQ(read_ticks(slow), 1U);
+    clock_driver_run(quick.driver);
+    desk_clock_step(1000);
+    EXPECT_EQ(desk_clock_ms(), 2000);
+    close(slow);
+    finish(quick);
+}
+
+STORY(clock_of_the_camera, runs_free_when_the_reader_has_gone)
+{
+    desk_page();
+    daemon_timer timer;
+    bring(timer, 7, 1000, 1000);
+    desk_clock_step(1000);
+    clock_driver_run(timer.driver); // delivered, and never read
+    clock_driver_forget(timer.driver, 7);
+    EXPECT_EQ(clock_driver_run(timer.driver), -1) << "there is nothing to drive";
+    desk_clock_step(60'000);
+    EXPECT_EQ(desk_clock_ms(), 61'000);
+    finish(timer);
+}
+
+STORY(clock_of_the_camera, runs_free_after_the_one_tick_of_a_timer_without_interval)
+{
+    desk_page();
+    daemon_timer timer;
+    bring(timer, 1, 1000, 0);
+    desk_clock_step(1000);
+    EXPECT_EQ(next_tick(timer), 1U);
+    clock_driver_run(timer.driver);
+    desk_clock_step(5000);
+    clock_driver_run(timer.driver);
+    EXPECT_EQ(desk_clock_ms(), 6000);
+    EXPECT_EQ(read_ticks(timer.fd), 0U);
+    finish(timer);
+}
+
+STORY(timer, that_is_brought_again_begins_anew)
+{
+    desk_page();
+    daemon_timer timer;
+    bring(timer, 1, 1000, 1000);
+    desk_clock_step(500);
+    ASSERT_TRUE(clock_driver_add(timer.driver, { .owner = 1, .fd = dup(timer.fd) }, 1000, 1000));
+    clock_driver_run(timer.driver);
+    desk_clock_step(999);
+    clock_driver_run(timer.driver);
+    EXPECT_EQ(read_ticks(timer.fd), 0U);
+    desk_clock_step(1);
+    EXPECT_EQ(next_tick(timer), 1U);
+    EXPECT_EQ(desk_clock_ms(), 1500);
+    finish(timer);
+}
+
+STORY(timer, must_be_one)
+{
+    desk_page();
+    clock_driver driver;
+    int ends[2] = {};
+    ASSERT_EQ(pipe(ends), 0);
+    EXPECT_FALSE(clock_driver_add(driver, { .owner = 1, .fd = ends[0] }, 1000, 1000));
+    EXPECT_TRUE(driver.timers.empty());
+    pollfd other_end = { .fd = ends[1], .events = 0, .revents = 0 };
+    EXPECT_EQ(poll(&other_end, 1, 0), 1) << "the descriptor was not closed";
+    close(ends[1]);
+}

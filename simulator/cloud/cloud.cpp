@@ -107,11 +107,13 @@ struct cloud_reaction {
 };
 
 // Everything else that the daemon sends, replies and reports, needs no answer.
+// clang-format off
 static constexpr cloud_reaction reactions[] = {
-    {"register",            on_register    },
-    { "local.query_status", on_query_status},
-    { "local.query_time",   on_query_time  },
+    { "register",           on_register     },
+    { "local.query_status", on_query_status },
+    { "local.query_time",   on_query_time   },
 };
+// clang-format on
 
 static void on_piece(cloud &self, const stream_piece &piece)
 {

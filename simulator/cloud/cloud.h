@@ -41,7 +41,7 @@ void cloud_close(cloud &self);
 // second, and serves the first two.
 void cloud_wait(cloud &self, int other_fd);
 
-// One command of the control socket, with or without the neighbour's name: call, send, methods, status, net.
+// One command of the control socket, without the neighbour's name: call, send, methods, status, net.
 // {"done":..} or {"refused":..}, the caller's.
 json_object *cloud_answer(cloud &self, const char *command, json_object *arguments);
 

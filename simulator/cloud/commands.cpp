@@ -90,19 +90,18 @@ struct cloud_command {
     json_object *(*run)(cloud &self, json_object *arguments);
 };
 
+// clang-format off
 static constexpr cloud_command commands[] = {
-    {"call",     call        },
-    { "methods", list_methods},
-    { "net",     set_network },
-    { "send",    send_text   },
-    { "status",  status      },
+    { "call",    call         },
+    { "methods", list_methods },
+    { "net",     set_network  },
+    { "send",    send_text    },
+    { "status",  status       },
 };
+// clang-format on
 
 json_object *cloud_answer(cloud &self, const char *command, json_object *arguments)
 {
-    constexpr char own_name[] = "cloud.";
-    if (strncmp(command, own_name, strlen(own_name)) == 0)
-        command += strlen(own_name);
     std::vector<std::string> names;
     for (const cloud_command &row : commands) {
         if (strcmp(command, row.name) == 0)

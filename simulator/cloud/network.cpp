@@ -9,12 +9,14 @@ struct network_way {
     const char *status;
 };
 
+// clang-format off
 static constexpr network_way way_up[] = {
-    {0,    "wifi_connecting"},
-    { 250, "wifi_connected" },
-    { 500, "cloud_trying"   },
-    { 750, "cloud_connected"},
+    { 0,   "wifi_connecting" },
+    { 250, "wifi_connected"  },
+    { 500, "cloud_trying"    },
+    { 750, "cloud_connected" },
 };
+// clang-format on
 
 void network_start(network &net, int64_t now_ns)
 {

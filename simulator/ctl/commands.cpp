@@ -1,0 +1,253 @@
+// SPDX-License-Identifier: MIT
+#include "ctl/commands.h"
+
+#include "common/nearest.h"
+#include "ctl/run.h"
+#include "ctl/say.h"
+#include "ctl/show.h"
+#include "ctl/steer.h"
+#include "ctl/store.h"
+#include "ctl/talk.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <sstream>
+
+static constexpr size_t help_column = 34;
+
+static int help(const ctl_request &request);
+
+// clang-format off
+static constexpr ctl_command table[] = {
+    { "run",            "",                     0, 0, "--detach --state --fresh --unbound --preset", "start a camera and show what happens in it",              run_camera     },
+    { "stop",           "",                     0, 0, "",         "stop the camera; its settings stay",                       stop_camera    },
+    { "status",         "",                     0, 0, "",         "what runs, the network, the binding, where the state is",  show_status    },
+    { "call",           "METHOD [PARAMS]",      1, 2, "",         "send a request as the cloud would, show what follows",     call_method    },
+    { "log",            "",                     0, 0, "--follow", "what has happened so far",                                 show_log       },
+    { "leds",           "",                     0, 0, "",         "what the two status LEDs show",                            show_leds      },
+    { "head",           "",                     0, 0, "",         "where the head points",                                    show_head      },
+    { "store get",      "[nvram|mem] KEY",      1, 2, "",         "one value of the store",                                   store_get      },
+    { "store set",      "[nvram|mem] KEY VALUE", 2, 3, "--number", "write a value, as another program of the camera would",   store_set      },
+    { "store unset",    "[nvram|mem] KEY",      1, 2, "",         "remove a value",                                           store_unset    },
+    { "store list",     "[nvram|mem]",          0, 1, "",         "all values",                                               store_list     },
+    { "store watch",    "[KEY]",                0, 1, "",         "changes of the store as they happen, until Ctrl-C",        store_watch    },
+    { "kill",           "daemon|store|cloud",   1, 1, "",         "end a program at once, as a crash would; it starts again", kill_program   },
+    { "restart daemon", "",                     0, 0, "",         "build the daemon and replace it, leave the others alone",  restart_daemon },
+    { "check",          "",                     0, 0, "",         "whether this system can run a camera",                     check_system   },
+    { "test",           "[NAME]",               0, 1, "",         "build and run the tests, all or those whose name matches", run_tests      },
+    { "help",           "[COMMAND]",            0, 2, "",         "this, or more about a command",                            help           },
+};
+// clang-format on
+
+std::span<const ctl_command> commands_table()
+{
+    return table;
+}
+
+static std::vector<std::string> names()
+{
+    std::vector<std::string> all;
+    for (const ctl_command &row : table)
+        all.emplace_back(row.name);
+    return all;
+}
+
+static std::vector<std::string> split(const std::string &text)
+{
+    std::vector<std::string> words;
+    std::stringstream stream(text);
+    for (std::string word; stream >> word;)
+        words.push_back(word);
+    return words;
+}
+
+// "store" of "store get", when that is what the words begin with but do not finish.
+static std::string begun(const std::string &word)
+{
+    std::vector<std::string> ways;
+    for (const ctl_command &row : table) {
+        const std::vector<std::string> parts = split(row.name);
+        if (parts.size() == 2 && parts[0] == word)
+            ways.push_back(parts[1]);
+    }
+    return one_of(ways);
+}
+
+static std::string unknown_command(const std::vector<std::string> &words)
+{
+    const std::string ways = begun(words[0]);
+    const std::string both = words.size() > 1 ? words[0] + " " + words[1] : words[0];
+    if (!ways.empty() && words.size() == 1)
+        return "\"" + words[0] + "\" wants " + ways + " after it";
+    if (!ways.empty())
+        return "there is no command \"" + both + "\"; after \"" + words[0] + "\" comes " + ways;
+    const std::string guess = did_you_mean(words[0], names());
+    return "there is no command \"" + words[0] + "\"" +
+           (guess.empty() ? "; ./camera help lists them" : guess);
+}
+
+const ctl_command *commands_find(const std::vector<std::string> &words, size_t &used, std::string &reason)
+{
+    for (const ctl_command &row : table) {
+        const std::vector<std::string> parts = split(row.name);
+        const bool all =
+            words.size() >= parts.size() && std::equal(parts.begin(), parts.end(), words.begin());
+        if (!all)
+            continue;
+        used = parts.size();
+        return &row;
+    }
+    reason = unknown_command(words);
+    return nullptr;
+}
+
+std::string commands_usage(const ctl_command &command)
+{
+    const std::string usage = std::string("./camera ") + command.name;
+    return command.arguments[0] == '\0' ? usage : usage + " " + command.arguments;
+}
+
+static constexpr char common_options[] = "--name --json --help";
+
+static bool is_among(const std::string &option, const std::string &options)
+{
+    const std::vector<std::string> all = split(options);
+    return std::find(all.begin(), all.end(), option) != all.end();
+}
+
+static bool takes(const ctl_command &command, const std::string &option)
+{
+    return is_among(option, common_options) || is_among(option, command.options);
+}
+
+std::string commands_check(const ctl_command &command, const ctl_request &request)
+{
+    const std::string usage = commands_usage(command);
+    for (const std::string &option : request.options.options) {
+        if (!takes(command, option))
+            return std::string("\"") + command.name + "\" takes no option " + option + "; " + usage +
+                   " --help says more";
+    }
+    const size_t count = request.arguments.size();
+    if (count < command.least)
+        return std::string("\"") + command.name + "\" wants more: " + usage;
+    if (count > command.most)
+        return std::string("\"") + command.name + "\" cannot take \"" + request.arguments[command.most] +
+               "\" (a text with blanks wants quotes): " + usage;
+    return "";
+}
+
+static std::string padded(const std::string &text, size_t width)
+{
+    return text.size() < width ? text + std::string(width - text.size(), ' ') : text + "  ";
+}
+
+static std::string option_line(const option_row &row)
+{
+    const std::string left =
+        std::string(row.name) + (row.argument == nullptr ? "" : std::string(" ") + row.argument);
+    return "  " + padded(left, help_column) + row.help + "\n";
+}
+
+static std::string command_line(const ctl_command &row)
+{
+    const std::string left = commands_usage(row).substr(std::string("./camera ").size());
+    return "  " + padded(left, help_column) + row.help + "\n";
+}
+
+std::string commands_help()
+{
+    std::string text = "A virtual camera: the real daemon among stand-ins for all that surrounds it.\n\n"
+                       "./camera COMMAND [ARGUMENTS] [OPTIONS]\n\n";
+    for (const ctl_command &row : table)
+        text += command_line(row);
+    text += "\nOptions of every command (COMMAND --help shows those of its own):\n";
+    for (const option_row &row : options_table()) {
+        if (is_among(row.name, common_options))
+            text += option_line(row);
+    }
+    return text + "\nExit status: 0 done, 1 refused, 2 could not try.\n";
+}
+
+std::string commands_help_for(const ctl_command &command)
+{
+    std::string text = commands_usage(command) + " [OPTIONS]\n  " + command.help + "\n\n";
+    for (const option_row &row : options_table()) {
+        if (takes(command, row.name))
+            text += option_line(row);
+    }
+    return text;
+}
+
+static json_object *describe(const ctl_command &row)
+{
+    json_ptr entry = json_of("command", row.name);
+    json_set_text(entry.get(), "arguments", row.arguments);
+    json_set_text(entry.get(), "help", row.help);
+    return entry.release();
+}
+
+// The commands that the words name: "store get" one, "store" all that begin so, no words all.
+static std::vector<const ctl_command *> named(const std::vector<std::string> &words)
+{
+    std::string wanted;
+    for (const std::string &word : words)
+        wanted += word + " ";
+    std::vector<const ctl_command *> rows;
+    for (const ctl_command &row : table) {
+        if ((std::string(row.name) + " ").starts_with(wanted))
+            rows.push_back(&row);
+    }
+    return rows;
+}
+
+static int help(const ctl_request &request)
+{
+    const std::vector<const ctl_command *> about = named(request.arguments);
+    if (about.empty())
+        return say_could_not(request, unknown_command(request.arguments));
+    std::string text;
+    json_object *rows = json_object_new_array();
+    for (const ctl_command *row : about) {
+        json_object_array_add(rows, describe(*row));
+        text += command_line(*row);
+    }
+    const json_ptr done(json_object_new_object());
+    json_object_object_add(done.get(), "commands", rows);
+    if (request.arguments.empty())
+        text = commands_help();
+    if (about.size() == 1)
+        text = commands_help_for(*about[0]);
+    return say_done(request, done.get(), text);
+}
+
+int commands_run(const std::vector<std::string> &line)
+{
+    ctl_request request;
+    std::string reason;
+    size_t used = 0;
+    const bool read = options_parse(line, request.options, reason);
+    if (!read)
+        return say_could_not(request, reason);
+    if (request.options.words.empty())
+        return help(request);
+    const ctl_command *command = commands_find(request.options.words, used, reason);
+    if (request.options.help) {
+        request.arguments.assign(request.options.words.begin(),
+                                 request.options.words.begin() +
+                                     (command == nullptr ? 1 : static_cast<std::ptrdiff_t>(used)));
+        return help(request);
+    }
+    if (command == nullptr)
+        return say_could_not(request, reason);
+    request.arguments.assign(request.options.words.begin() + static_cast<std::ptrdiff_t>(used),
+                             request.options.words.end());
+    reason = commands_check(*command, request);
+    if (!reason.empty())
+        return say_could_not(request, reason);
+    if (!place_find(request.options.name, request.options.state, request.where, reason))
+        return say_could_not(request, reason);
+    // The control socket is looked for in there.
+    setenv("CAMERA_RUN", request.where.run.c_str(), 1);
+    return command->run(request);
+}

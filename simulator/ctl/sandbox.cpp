@@ -1,0 +1,183 @@
+// SPDX-License-Identifier: MIT
+#include "ctl/sandbox.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/personality.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+
+using words = std::vector<std::string>;
+
+static constexpr char passwd[] = "root:x:0:0:root:/:/bin/sh\n";
+static constexpr char group[] = "root:x:0:\n";
+
+// What a sanitizer finds is written where status, stop and the tests look for it.
+// clang-format off
+static constexpr const char *environment[][2] = {
+    { "PATH",          "/usr/sbin:/usr/bin:/sbin:/bin" },
+    { "HOME",          "/" },
+    { "CAMERA_RUN",    "/run/camera" },
+    { "ASAN_OPTIONS",  "log_path=/run/camera/report:abort_on_error=0:detect_leaks=1" },
+    { "UBSAN_OPTIONS", "log_path=/run/camera/report:print_stacktrace=1" },
+    { "TSAN_OPTIONS",  "log_path=/run/camera/report" },
+};
+// clang-format on
+
+// The namespaces and the system's programs: what the trial and the camera have in common.
+static words walls()
+{
+    words line = { "bwrap",         "--unshare-user",
+                   "--uid",         "0",
+                   "--gid",         "0",
+                   "--unshare-pid", "--unshare-net",
+                   "--unshare-ipc", "--unshare-uts",
+                   "--cap-drop",    "ALL",
+                   "--as-pid-1",    "--die-with-parent",
+                   "--new-session", "--ro-bind",
+                   "/usr",          "/usr",
+                   "--proc",        "/proc",
+                   "--dev",         "/dev",
+                   "--tmpfs",       "/tmp",
+                   "--tmpfs",       "/run" };
+    for (const char *name : { "/bin", "/sbin", "/lib", "/lib32", "/lib64", "/libx32" }) {
+        struct stat about = {};
+        char target[256] = {};
+        if (lstat(name, &about) != 0)
+            continue;
+        if (S_ISLNK(about.st_mode) && readlink(name, target, sizeof(target) - 1) > 0)
+            line.insert(line.end(), { "--symlink", target, name });
+        else
+            line.insert(line.end(), { "--ro-bind", name, name });
+    }
+    return line;
+}
+
+// A descriptor for bwrap to read content from; it stays open over exec.
+static std::string content(const char *text)
+{
+    const int fd = memfd_create("etc", 0);
+    if (fd < 0 || write(fd, text, strlen(text)) < 0 || lseek(fd, 0, SEEK_SET) != 0)
+        return "-1";
+    return std::to_string(fd);
+}
+
+static words camera_line(const place &where, const words &stage_arguments)
+{
+    words line = walls();
+    line.insert(line.end(),
+                { "--hostname",  where.name,  "--dir",        "/etc",       "--file",      content(passwd),
+                  "/etc/passwd", "--file",    content(group), "/etc/group", "--bind",      where.run,
+                  "/run/camera", "--bind",    where.state,    "/state",     "--ro-bind",   where.build,
+                  "/camera",     "--tmpfs",   "/mnt/data",    "--tmpfs",    "/mnt/sdcard", "--chdir",
+                  "/",           "--clearenv" });
+    for (const auto &[name, value] : environment)
+        line.insert(line.end(), { "--setenv", name, value });
+    line.emplace_back("/camera/simulator/stage");
+    line.insert(line.end(), stage_arguments.begin(), stage_arguments.end());
+    return line;
+}
+
+// In the child: a group of its own, so that a Ctrl-C reaches the tool alone, and the output where it was
+// asked for.
+[[noreturn]] static void become(const words &line, int output)
+{
+    const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    dup2(nothing, STDIN_FILENO);
+    dup2(output, STDOUT_FILENO);
+    dup2(output, STDERR_FILENO);
+    setsid();
+#ifdef CAMERA_FIXED_ADDRESSES
+    // ThreadSanitizer of this compiler cannot live with addresses as random as a newer kernel makes them.
+    personality(ADDR_NO_RANDOMIZE);
+#endif
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    std::vector<char *> arguments;
+    for (const std::string &word : line)
+        arguments.push_back(const_cast<char *>(word.c_str()));
+    arguments.push_back(nullptr);
+    execvp(arguments[0], arguments.data());
+    dprintf(STDERR_FILENO, "bwrap cannot be run: %s\n", strerror(errno));
+    _exit(127);
+}
+
+static pid_t start(const words &line, int output)
+{
+    const pid_t pid = fork();
+    if (pid == 0)
+        become(line, output);
+    return pid;
+}
+
+pid_t sandbox_start(const place &where, const words &stage_arguments)
+{
+    const int output = open((where.run + "/output").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    if (output < 0)
+        return -1;
+    const pid_t pid = start(camera_line(where, stage_arguments), output);
+    close(output);
+    return pid;
+}
+
+struct setting {
+    const char *file;
+    long closed; // the value with which the system forbids the sandbox
+    const char *helps;
+};
+
+// clang-format off
+static constexpr setting settings[] = {
+    { "/proc/sys/kernel/unprivileged_userns_clone",             0, "kernel.unprivileged_userns_clone=1" },
+    { "/proc/sys/kernel/apparmor_restrict_unprivileged_userns", 1, "kernel.apparmor_restrict_unprivileged_userns=0" },
+    { "/proc/sys/user/max_user_namespaces",                     0, "user.max_user_namespaces=10000" },
+};
+// clang-format on
+
+static std::string remedy()
+{
+    for (const setting &row : settings) {
+        std::ifstream file(row.file);
+        long value = 0;
+        if (file >> value && value == row.closed)
+            return std::string("\"sudo sysctl ") + row.helps + "\" allows it";
+    }
+    if (geteuid() != 0)
+        return "with sudo before ./camera it may work";
+    return "in a container, start that with --privileged or with user namespaces allowed";
+}
+
+static std::string read_all(int fd)
+{
+    char text[512] = {};
+    ssize_t count = pread(fd, text, sizeof(text) - 1, 0);
+    while (count > 0 && text[count - 1] == '\n')
+        text[--count] = '\0';
+    return text;
+}
+
+std::string sandbox_trouble(const place &where)
+{
+    const int output = memfd_create("words", MFD_CLOEXEC);
+    words line = walls();
+    line.insert(line.end(), { "--hostname", where.name, "/usr/bin/true" });
+    const pid_t pid = start(line, output);
+    int status = -1;
+    while (pid > 0 && waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    const std::string said = read_all(output);
+    close(output);
+    if (status == 0)
+        return "";
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 127)
+        return said + "; apt-get install bubblewrap brings it";
+    return "this system forbids the sandbox that the camera runs in (" + said + "); " + remedy();
+}

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+// say.h - how a command ends: one sentence for a person, one JSON object with --json, and the exit status.
+#pragma once
+
+#include "common/json.h"
+#include "ctl/commands.h"
+
+// {"done":..}: what --json prints; a person gets text instead. done may be NULL: {}.
+int say_done(const ctl_request &request, json_object *done, const std::string &text);
+
+int say_refused(const ctl_request &request, const std::string &sentence);
+int say_could_not(const ctl_request &request, const std::string &sentence);
+
+// A line of text for a person at once, nothing with --json.
+void say(const ctl_request &request, const std::string &text);
+
+// Asks the camera. What comes back is the "done" of its answer; NULL: it was refused or could not be asked,
+// this has been said, and status is the exit status.
+json_ptr ask_camera(const ctl_request &request, const json_ptr &command, int &status);
+
+// Without words, and with less patience: the whole answer, NULL when there is none.
+json_ptr ask_quietly(const json_ptr &command);
+
+// A member, borrowed; NULL: there is none.
+json_object *json_member(const json_ptr &object, const char *key);
+
+json_ptr command_of(const char *name); // {"do":name}

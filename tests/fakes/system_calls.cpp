@@ -153,7 +153,7 @@ int execl(const char *path, const char *argument, ...) noexcept
 FILE *popen(const char *command, const char *mode)
 {
     static auto *const real_popen = real<FILE *(const char *, const char *)>("popen");
-    record_call("popen(%s, %s)", quoted(command).c_str(), mode);
+    record_call("popen(%s, %c)", quoted(command).c_str(), mode[0]);
     if (libc.popen_is_real)
         return real_popen(command, mode);
     if (libc.popen_fails)

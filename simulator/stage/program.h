@@ -16,7 +16,7 @@ struct program_row {
     const char *const *environment; // "NAME=VALUE" beside stage's own, NULL at the end
     int end_signal;                 // how it is asked to end in order
     int grace_ms;                   // and how long it may take, in host time
-    bool needs_store;               // first started when the store accepts
+    bool needs_neighbours;          // first started when all that serve do
     bool serves;                    // answers commands NAME.*
 };
 

@@ -6,21 +6,16 @@
 #include "common/host_time.h"
 #include "common/journal.h"
 #include "common/json.h"
-#include "common/run_folder.h"
 
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 
 constexpr int reboot_grace_ms = 1000;
-constexpr int store_patience_ms = 5000;
-constexpr int longest_store_look_ms = 20;
+constexpr int neighbours_patience_ms = 5000;
 constexpr int longest_wait_ms = 1000;
 
 program *stage_find_program(stage &stage, const std::string &name)
@@ -94,44 +89,34 @@ void stage_boot(stage &stage)
     stage.phase = stage_phase::starting;
     stage.boots++;
     stage.up_since_ns = clock_monotonic_ns();
-    stage.store_late_ms = host_time_ms() + store_patience_ms;
-    stage.store_look_ms = 0;
+    stage.neighbours_late_ms = host_time_ms() + neighbours_patience_ms;
+    stage.routes.services.clear();
     body_power_on(stage.body);
     for (program &program : stage.programs) {
-        if (!program.row->needs_store)
+        if (!program.row->needs_neighbours)
             start_program(stage, program);
     }
 }
 
-static bool store_accepts(void)
+// A neighbour makes itself known once it can be connected to.
+static bool neighbours_serve(const stage &stage)
 {
-    const std::string path = run_folder_path("store");
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof address.sun_path)
-        return false;
-    memcpy(address.sun_path, path.c_str(), path.size());
-    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (fd < 0)
-        return false;
-    bool accepted = connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
-    close(fd);
-    return accepted;
+    return std::ranges::all_of(stage.programs, [&](const program &program) {
+        return !program.row->serves || stage.routes.services.contains(program.row->name);
+    });
 }
 
-// Returns the host ms until the next look.
+// Returns the host ms until the next look; a neighbour that makes itself known ends the wait before that.
 static int run_start(stage &stage)
 {
-    auto waits = [](const program &program) { return program.row->needs_store; };
-    if (std::any_of(stage.programs.begin(), stage.programs.end(), waits) && !store_accepts()) {
-        if (host_time_ms() < stage.store_late_ms) {
-            stage.store_look_ms = std::clamp(stage.store_look_ms * 2, 1, longest_store_look_ms);
-            return stage.store_look_ms;
-        }
-        fprintf(stderr, "stage: the store does not accept yet; the daemon is started without it\n");
+    if (!neighbours_serve(stage)) {
+        const int64_t left_ms = stage.neighbours_late_ms - host_time_ms();
+        if (left_ms > 0)
+            return static_cast<int>(std::min<int64_t>(left_ms, longest_wait_ms));
+        fprintf(stderr, "stage: not all neighbours serve yet; the daemon is started without them\n");
     }
     for (program &program : stage.programs) {
-        if (program.row->needs_store && program.state == program_state::stopped)
+        if (program.row->needs_neighbours && program.state == program_state::stopped)
             start_program(stage, program);
     }
     stage.phase = stage_phase::running;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // stage.h - process 1 of a virtual camera: its whole state, and its phases. One thread.
 //
-//   starting   the store was started; the others follow when it accepts
+//   starting   the neighbours were started; the daemon follows when they serve
 //   running    what dies is started again after a pause
 //   rebooting  everything was asked to end; when all is gone the camera starts again
 //   stopping   the daemon was asked to end, then the others; when all is gone stage ends
@@ -40,9 +40,8 @@ struct stage {
     body_state body;
     clock_driver clock;
     int boots = 0;
-    int64_t up_since_ns = 0;   // virtual; of the last boot
-    int64_t store_late_ms = 0; // host; the others are then started without it
-    int store_look_ms = 0;     // host; pause before the next look whether it accepts
+    int64_t up_since_ns = 0;        // virtual; of the last boot
+    int64_t neighbours_late_ms = 0; // host; the daemon is then started without them
 };
 
 // Starts the camera's programs; used once. The clock, the journal and the control socket stand already.

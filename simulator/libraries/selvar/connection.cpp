@@ -122,6 +122,17 @@ static void listen_for_room(selvar_handle *handle)
     handle->listens_for_room = wanted;
 }
 
+void connection_set_wake(selvar_handle *handle)
+{
+    const bool wanted = !handle->arrived.empty() || handle->gone;
+    if (wanted == handle->awake)
+        return;
+    uint64_t count = 1;
+    const ssize_t moved =
+        wanted ? write(handle->wake, &count, sizeof count) : read(handle->wake, &count, sizeof count);
+    handle->awake = moved > 0 ? wanted : handle->awake;
+}
+
 // The virtual clock may be stepped or stand still: so the timer rings at least once a second while something
 // is expected.
 static void set_timer(selvar_handle *handle)
@@ -142,20 +153,9 @@ static void set_timer(selvar_handle *handle)
     handle->armed_ns = next_ns;
 }
 
-static void set_wake(selvar_handle *handle)
-{
-    const bool wanted = !handle->arrived.empty() || handle->gone;
-    if (wanted == handle->awake)
-        return;
-    uint64_t count = 1;
-    const ssize_t moved =
-        wanted ? write(handle->wake, &count, sizeof count) : read(handle->wake, &count, sizeof count);
-    handle->awake = moved > 0 ? wanted : handle->awake;
-}
-
 void connection_rearm(selvar_handle *handle)
 {
     listen_for_room(handle);
     set_timer(handle);
-    set_wake(handle);
+    connection_set_wake(handle);
 }

@@ -73,5 +73,8 @@ void connection_exchange(selvar_handle *handle);
 // Waits for input, or for room when there is something to send, at most host_ms of the host's time.
 void connection_wait(selvar_handle *handle, int host_ms);
 
-// Sets the descriptors for what the handle now waits for. At the end of every call that changes it.
+// Makes the handle readable while something waits in `arrived`, or the connection is gone.
+void connection_set_wake(selvar_handle *handle);
+
+// Sets all descriptors for what the handle now waits for. At the end of every call that changes it.
 void connection_rearm(selvar_handle *handle);

@@ -61,6 +61,7 @@ static void leave(selvar_handle *handle)
 static void run(selvar_handle *handle, selvar_callback callback, wire_message message)
 {
     const xresponse reply = { std::move(message) };
+    connection_set_wake(handle); // the callback may look whether more waits
     if (callback)
         callback(handle, &reply);
 }

@@ -210,7 +210,8 @@ int connect(int fd, const sockaddr *address, socklen_t length)
 int ppoll(pollfd *entries, nfds_t count, const timespec *timeout, const sigset_t *mask)
 {
     static auto *const real_ppoll = real<int(pollfd *, nfds_t, const timespec *, const sigset_t *)>("ppoll");
-    return libc.on_poll ? libc.on_poll(entries, count, mask) : real_ppoll(entries, count, timeout, mask);
+    return libc.on_poll ? libc.on_poll(entries, count, timeout, mask)
+                        : real_ppoll(entries, count, timeout, mask);
 }
 
 } // extern "C"

@@ -28,7 +28,7 @@ struct system_fakes {
     int connect_port = 0; // where 127.0.0.1:54320 really leads; 0: nobody listens
 
     // Stands in for the wait of the loop when set: fills the returned events, gives the result.
-    std::function<int(pollfd *, nfds_t, const sigset_t *)> on_poll;
+    std::function<int(pollfd *, nfds_t, const timespec *, const sigset_t *)> on_poll;
 };
 
 extern system_fakes libc;

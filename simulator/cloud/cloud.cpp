@@ -73,11 +73,12 @@ static void settle_binding(cloud &self)
     if (!self.settings.bind)
         return;
     const bool bound_before = self.settings.read_nvram("bind_status") == "ok";
-    if (!bound_before)
-        cloud_send(self, R"({"method":"local.bind","result":"ok"})");
     json_ptr fields(json_object_new_object());
     json_object_object_add(fields.get(), "before", json_object_new_boolean(bound_before));
+    // Before what the daemon does about it.
     note(self, "bound", std::move(fields));
+    if (!bound_before)
+        cloud_send(self, R"({"method":"local.bind","result":"ok"})");
 }
 
 static void on_register(cloud &self, json_object *message)

@@ -9,10 +9,13 @@
 struct readiness {
     bool wants_binding = true; // not with --unbound
 
-    bool daemon_serves = false;  // it has announced its last method
-    bool network_up = false;     // the cloud is reached
-    bool bound = false;          // the cloud client knows or has said so
-    bool binding_stored = false; // and the store has it
+    bool daemon_serves = false; // it has announced its last method
+    bool network_up = false;    // the cloud is reached
+    bool bound = false;         // the cloud client found the camera bound, or has just bound it
+    bool binding_stored = false;
+    bool settled = false; // the daemon has taken notice of all that and says "normal"
+
+    std::string damaged; // a sentence of the store about what it found; usually empty
 };
 
 // Takes one line of the journal, in their order.

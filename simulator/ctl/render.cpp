@@ -41,6 +41,18 @@ static constexpr render_row rows[] = {
 };
 // clang-format on
 
+// A log line's level as syslog numbers it.
+static constexpr const char *levels[] = { "emergency", "alert",  "critical", "error",
+                                          "warning",   "notice", "info",     "debug" };
+
+static std::string member_text(json_object *entry, const std::string &key)
+{
+    const auto number = static_cast<size_t>(json_get_number(entry, key.c_str(), -1));
+    if (key == "level" && number < std::size(levels))
+        return levels[number];
+    return json_get_text(entry, key.c_str(), "-");
+}
+
 static bool has(json_object *entry, const std::string &key)
 {
     return json_object_object_get_ex(entry, key.c_str(), nullptr) != 0;
@@ -59,7 +71,7 @@ static std::string fill(const std::string &text, json_object *entry, bool &compl
         }
         const std::string key = text.substr(i + 1, end - i - 1);
         complete = complete && has(entry, key);
-        filled += json_get_text(entry, key.c_str(), "-");
+        filled += member_text(entry, key);
         i = end;
     }
     return filled;

@@ -167,24 +167,38 @@ static int say_not_up(const ctl_request &request, const start_watch &watch)
     return say_could_not(request, "the camera did not come up: " + why);
 }
 
-static int say_up(const ctl_request &request, int64_t started_ms)
+// The store knows the state folder by its name inside.
+static std::string outside(const place &where, std::string sentence)
 {
-    const std::string name = place_name_option(request.options.name);
-    char seconds[32];
-    snprintf(seconds, sizeof(seconds), "%.1f s", static_cast<double>(host_time_ms() - started_ms) / 1000);
-    const std::string binding = request.options.unbound ? "not bound" : "bound";
-    const json_ptr done = json_of("name", request.options.name);
+    const std::string inside = "/state/";
+    const size_t at = sentence.find(inside);
+    return at == std::string::npos ? sentence : sentence.replace(at, inside.size(), where.state + "/");
+}
+
+static int say_up(const ctl_request &request, const start_watch &watch, int64_t started_ms)
+{
+    const ctl_options &options = request.options;
+    const std::string name = place_name_option(options.name);
+    const std::string note = outside(request.where, watch.ready.damaged);
+    const json_ptr done = json_of("name", options.name);
     json_set_text(done.get(), "state", request.where.state);
     json_set_text(done.get(), "run", request.where.run);
-    json_object_object_add(done.get(), "bound", json_object_new_boolean(!request.options.unbound));
-    return say_done(request, done.get(),
-                    "camera \"" + request.options.name + "\" is up after " + seconds +
-                        ": the daemon, its store and its cloud client, " + binding + "\n" +
-                        "try     ./camera call get_prop '[\"power\",\"light\"]'" + name + "\n" +
-                        "        ./camera call set_power '[\"off\"]'" + name + "\n" +
-                        "        ./camera log --follow" + name + "\n" + "state   " + request.where.state +
-                        "\n" + "stop    ./camera stop" + name +
-                        (request.options.detach ? "" : ", or Ctrl-C here"));
+    json_set_text(done.get(), "note", note);
+    json_object_object_add(done.get(), "bound", json_object_new_boolean(!options.unbound));
+
+    char seconds[32];
+    snprintf(seconds, sizeof(seconds), "%.1f s", static_cast<double>(host_time_ms() - started_ms) / 1000);
+    std::string text = "camera \"" + options.name + "\" is up after " + seconds +
+                       ": the daemon, its store and its cloud client, " +
+                       (options.unbound ? "not bound\n" : "bound\n");
+    if (!note.empty())
+        text += "note    " + note + "\n";
+    text += "try     ./camera call get_prop '[\"power\",\"light\"]'" + name + "\n";
+    text += "        ./camera call set_power '[\"off\"]'" + name + "\n";
+    text += "        ./camera log --follow" + name + "\n";
+    text += "state   " + request.where.state + "\n";
+    text += "stop    ./camera stop" + name + (options.detach ? "" : ", or Ctrl-C here");
+    return say_done(request, done.get(), text);
 }
 
 static void ask_stop()
@@ -273,6 +287,6 @@ int run_camera(const ctl_request &request)
             wait_for(pid);
         return status;
     }
-    const int status = say_up(request, started_ms);
+    const int status = say_up(request, watch, started_ms);
     return detach ? status : stay(request, pid, journal);
 }

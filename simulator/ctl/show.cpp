@@ -69,11 +69,23 @@ static std::string binding_line(bool known, bool bound)
 struct camera_view {
     json_ptr stage;
     json_ptr cloud;
-    json_ptr binding;
     std::string state;
     std::string reports;
     bool bound = false;
+    bool binding_known = false;
 };
+
+// A store that does not serve says nothing about the value.
+static bool serves(const json_ptr &stage, const char *name)
+{
+    json_object *programs = json_member(stage, "programs");
+    for (size_t i = 0; programs != nullptr && i < json_object_array_length(programs); i++) {
+        json_object *program = json_object_array_get_idx(programs, i);
+        if (json_get_text(program, "name") == name)
+            return json_get_bool(program, "serving");
+    }
+    return false;
+}
 
 static void look_around(const ctl_request &request, camera_view &view)
 {
@@ -81,8 +93,9 @@ static void look_around(const ctl_request &request, camera_view &view)
     json_set_text(get.get(), "space", "nvram");
     json_set_text(get.get(), "key", "bind_status");
     view.cloud = ask_quietly(command_of("cloud.status"));
-    view.binding = ask_quietly(get);
-    view.bound = json_get_text(json_member(view.binding, "done"), "value") == "ok";
+    const json_ptr binding = ask_quietly(get);
+    view.bound = json_get_text(json_member(binding, "done"), "value") == "ok";
+    view.binding_known = binding && serves(view.stage, "store");
     view.state = json_get_text(json_parse(place_read(request.where, "about")).get(), "state");
     view.reports = show_reports(request.where);
 }
@@ -96,7 +109,7 @@ static std::string view_text(const ctl_request &request, const camera_view &view
     json_object *programs = json_member(view.stage, "programs");
     for (size_t i = 0; programs != nullptr && i < json_object_array_length(programs); i++)
         text += program_line(json_object_array_get_idx(programs, i));
-    text += network_line(json_member(view.cloud, "done")) + binding_line(view.binding != nullptr, view.bound);
+    text += network_line(json_member(view.cloud, "done")) + binding_line(view.binding_known, view.bound);
     text += "state     " + view.state + "\nrun       " + request.where.run + "\n";
     if (!view.reports.empty())
         text += "a sanitizer found something: " + view.reports + "\n";
@@ -113,7 +126,7 @@ int show_status(const ctl_request &request)
     look_around(request, view);
     json_object *done = view.stage.get();
     json_object_object_add(done, "cloud", json_object_get(json_member(view.cloud, "done")));
-    json_object_object_add(done, "bound", json_object_new_boolean(view.bound));
+    json_object_object_add(done, "bound", view.binding_known ? json_object_new_boolean(view.bound) : nullptr);
     json_set_text(done, "state", view.state);
     json_set_text(done, "run", request.where.run);
     json_set_text(done, "reports", view.reports);

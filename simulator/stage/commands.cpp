@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <climits>
 
+constexpr size_t longest_shown = 60; // of a name that is shown in a sentence
+
 struct command_row {
     const char *name;
     command_function run;
@@ -50,23 +52,32 @@ static json_object *run_row(stage &stage, connection &client, const command_row 
     return row.run(stage, client, command);
 }
 
-static json_object *refuse_unknown(const stage &stage, const std::string &name)
+// A command, or what a neighbour's commands begin with.
+static std::vector<std::string> known_names(const stage &stage)
 {
     std::vector<std::string> names;
     for (const command_row &row : command_rows)
         names.emplace_back(row.name);
-    std::string meant = did_you_mean(name, names);
-    if (!meant.empty())
-        return control_refused("there is no command \"" + name + "\"" + meant);
-    std::string all;
-    for (const std::string &known : names)
-        all += known + ", ";
     for (const program &program : stage.programs) {
         if (program.row->serves)
-            all += program.row->name + std::string(".*, ");
+            names.push_back(program.row->name + std::string(".*"));
     }
-    all.resize(all.size() - 2);
-    return control_refused("there is no command \"" + name.substr(0, 60) + "\"; there are: " + all);
+    return names;
+}
+
+static json_object *refuse_unknown(const stage &stage, const std::string &name)
+{
+    const std::vector<std::string> names = known_names(stage);
+    const std::string sentence = "there is no command \"" + name.substr(0, longest_shown) + "\"";
+    std::string meant = did_you_mean(name, names);
+    if (meant.empty())
+        meant = did_you_mean(name.substr(0, name.find('.')) + ".*", names);
+    if (!meant.empty())
+        return control_refused(sentence + meant);
+    std::string all;
+    for (const std::string &known : names)
+        all += (all.empty() ? "; there are: " : ", ") + known;
+    return control_refused(sentence + all);
 }
 
 static json_object *refuse_absent(const program &program)

@@ -72,3 +72,10 @@ void routing_forget(server &server, routing &routing, uint64_t connection_id)
         return;
     }
 }
+
+void routing_forget_all(server &server, routing &routing)
+{
+    for (const auto &[name, service] : routing.services)
+        refuse_all(server, routing, name);
+    routing.services.clear();
+}

@@ -38,3 +38,6 @@ void routing_answer(server &server, routing &routing, json_object *answer);
 
 // The connection is gone: what it asked is forgotten, what it was asked is refused.
 void routing_forget(server &server, routing &routing, uint64_t connection_id);
+
+// Every neighbour is gone: nobody serves any more, all that was asked is refused.
+void routing_forget_all(server &server, routing &routing);

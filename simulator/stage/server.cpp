@@ -144,13 +144,14 @@ static void read_peer(connection &connection, bool hung_up)
 
 static void send_on(connection &connection)
 {
-    while (!connection.out.empty() && connection.fd >= 0) {
+    while (!connection.out.empty()) {
         ssize_t sent =
             send(connection.fd, connection.out.data(), connection.out.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
         if (sent < 0 && (errno == EAGAIN || errno == EINTR))
             return;
         if (sent < 0) {
-            drop(connection);
+            connection.deaf = true;
+            connection.out.clear();
             return;
         }
         connection.out.erase(0, static_cast<size_t>(sent));
@@ -201,7 +202,7 @@ int server_take_descriptor(connection &connection)
 
 void server_send(connection &connection, json_object *message)
 {
-    if (connection.fd >= 0) {
+    if (connection.fd >= 0 && !connection.deaf) {
         connection.out += json_text(message);
         connection.out += '\n';
         send_on(connection);

@@ -20,7 +20,8 @@ struct connection {
     std::vector<int> passed; // descriptors that have arrived, oldest first; owned
     bool awaiting = false;   // its last command is not answered yet, so its next line waits
     bool ended = false;      // the peer sends no more
-    bool hung_up = false;    // the peer is gone
+    bool deaf = false;       // the peer reads no more; what it has sent still counts
+    bool hung_up = false;    // the peer is gone, and all that it has sent is in
 };
 
 struct server {

@@ -90,7 +90,7 @@ void stage_boot(stage &stage)
     stage.boots++;
     stage.up_since_ns = clock_monotonic_ns();
     stage.neighbours_late_ms = host_time_ms() + neighbours_patience_ms;
-    stage.routes.services.clear();
+    routing_forget_all(stage.control, stage.routes);
     body_power_on(stage.body);
     for (program &program : stage.programs) {
         if (!program.row->needs_neighbours)

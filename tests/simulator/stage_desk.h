@@ -36,7 +36,6 @@ void stage_desk_add(stage_desk &desk, const char *name, const std::string &text,
                     stage_role role = stage_role::plain);
 
 constexpr const char *obedient = "trap 'exit 7' TERM; trap 'exit 8' INT; while :; do sleep 0.02; done";
-constexpr const char *stubborn = "trap '' TERM INT; while :; do sleep 0.02; done";
 
 // Turns the stage until the condition holds; false when it does not within 20 s.
 bool stage_desk_until(stage_desk &desk, const std::function<bool()> &condition);

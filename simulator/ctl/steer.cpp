@@ -39,7 +39,7 @@ int stop_camera(const ctl_request &request)
         return say_refused(request, "stopped, but a sanitizer found something: " + reports);
     return say_done(request, nullptr,
                     "camera \"" + where.name + "\" has stopped; ./camera run" +
-                        place_name_option(where.name) + " starts it where it was");
+                        place_name_option(where.name) + " starts it again");
 }
 
 int kill_program(const ctl_request &request)

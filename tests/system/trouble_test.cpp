@@ -99,8 +99,7 @@ static bool asks_without_a_store(virtual_camera &camera)
     EXPECT_TRUE(camera_sees(
         camera, { "what=received", "text={\"id\":" + std::to_string(id) + ",\"result\":[\"OK\"]}" }));
     EXPECT_TRUE(camera_sees(camera, { "who=store", "what=connected", "by=daemon" }));
-    return !camera_journal(camera, { "what=log", "level=3", "text=nvram send set value cmd fail.\n" })
-                .empty();
+    return !camera_journal(camera, { "what=log", "level=3", "text=selvar uninit.\n" }).empty();
 }
 
 TEST_F(killed, store_that_is_away_leaves_an_ok_that_changes_nothing_and_a_word_in_the_log)

@@ -3,11 +3,13 @@
 
 #include "common/clock.h"
 #include "common/clock_owner.h"
+#include "common/clock_state.h"
 #include "common/page.h"
 #include "common/run_folder.h"
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -30,16 +32,26 @@ static void start_child(const std::function<void()> &body)
     exit(testing::Test::HasFailure() ? 1 : 0);
 }
 
-static int run_child(const std::function<void()> &body)
+pid_t desk_begin_process(const std::function<void()> &body)
 {
     fflush(nullptr);
     pid_t child = fork();
     if (child == 0)
         start_child(body);
+    return child;
+}
+
+int desk_end_process(pid_t process)
+{
     int status = -1;
-    while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    while (process > 0 && waitpid(process, &status, 0) < 0 && errno == EINTR) {
     }
     return status;
+}
+
+int desk_in_process(const std::function<void()> &body)
+{
+    return desk_end_process(desk_begin_process(body));
 }
 
 void desk_run(void (*story)(void))
@@ -47,20 +59,19 @@ void desk_run(void (*story)(void))
     char pattern[] = "/tmp/camera_test_XXXXXX";
     char *folder = mkdtemp(pattern);
     ASSERT_NE(folder, nullptr) << "no folder can be made in /tmp";
-    const int status = run_child([folder, story] {
+    const pid_t process = desk_begin_process([folder, story] {
+        setpgid(0, 0);
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
         setenv("CAMERA_RUN", folder, 1);
         setenv("CAMERA_WHO", "daemon", 1);
         unsetenv("CAMERA_SEED");
         story();
     });
+    const int status = desk_end_process(process);
+    kill(-process, SIGKILL); // what the case started and did not live to end
     std::filesystem::remove_all(folder);
     const bool timed_out = WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM;
     EXPECT_EQ(status, 0) << (timed_out ? "the case ran out of time" : "the case failed, see above");
-}
-
-int desk_in_process(const std::function<void()> &body)
-{
-    return run_child(body);
 }
 
 std::string desk_path(const char *file)
@@ -70,9 +81,13 @@ std::string desk_path(const char *file)
 
 void desk_page(void)
 {
-    ASSERT_NE(page_create(), nullptr);
+    run_page *page = page_create();
+    ASSERT_NE(page, nullptr);
     clock_owner_set_speed({ 0, 1 });
-    clock_owner_step_to_ns(0);
+    clock_state state = clock_state_take(page);
+    state.base_virtual_ns = 0; // it has run for a moment, which nobody has seen yet
+    page->newest_ns = 0;
+    clock_state_publish(page, state);
 }
 
 int64_t desk_clock_ms(void)

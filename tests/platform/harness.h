@@ -32,6 +32,11 @@ void desk_run(void (*story)(void));
 // waitpid tells it: 0 when it came to its end and no expectation failed.
 int desk_in_process(const std::function<void()> &body);
 
+// The same in two halves, for what happens meanwhile. Begin it while the case has no other thread: a fork
+// among threads may leave locks held in the child.
+pid_t desk_begin_process(const std::function<void()> &body);
+int desk_end_process(pid_t process);
+
 std::string desk_path(const char *file); // in the run folder
 
 // Makes the page, so that there is a virtual clock and a journal; at 0 and, until told otherwise, standing

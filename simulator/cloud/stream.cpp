@@ -24,6 +24,9 @@ static cut cut_object(const std::string &text, size_t start, size_t &end, json_p
     if (!object)
         return cut::none;
     end = start + json_tokener_get_parse_end(tokener.get());
+    // The tokener takes blanks after the object for a part of it.
+    while (text[end - 1] != '}')
+        end--;
     return cut::whole;
 }
 

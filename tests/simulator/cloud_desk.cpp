@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: MIT
+#include "cloud_desk.h"
+
+#include "common/host_time.h"
+#include "common/journal.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+static std::string bound;
+
+static std::string read_nvram(const char *key)
+{
+    return std::string(key) == "bind_status" ? bound : "";
+}
+
+static void note(const char *what, json_object *fields)
+{
+    journal_write("cloud", what, fields);
+}
+
+void cloud_desk_open(cloud_desk &desk, const char *bind_status, bool bind)
+{
+    desk_page();
+    bound = bind_status;
+    cloud_settings settings;
+    settings.port = 0;
+    settings.bind = bind;
+    settings.read_nvram = read_nvram;
+    settings.note = note;
+    ASSERT_TRUE(cloud_open(desk.self, settings));
+    cloud_works_until(desk, [&] { return desk.self.net.status == "wifi_connecting"; });
+}
+
+void cloud_desk_close(cloud_desk &desk)
+{
+    cloud_close(desk.self);
+    if (desk.daemon >= 0)
+        close(desk.daemon);
+}
+
+void cloud_works_until(cloud_desk &desk, const std::function<bool()> &condition)
+{
+    // Readable at once, so that the cloud client never waits for more than there is.
+    int ends[2] = { -1, -1 };
+    ASSERT_EQ(pipe(ends), 0);
+    ASSERT_EQ(write(ends[1], "x", 1), 1);
+    const int64_t deadline = host_time_ms() + 10'000;
+    do
+        cloud_wait(desk.self, ends[0]);
+    while (!condition() && host_time_ms() < deadline);
+    EXPECT_TRUE(condition());
+    close(ends[0]);
+    close(ends[1]);
+}
+
+void daemon_connects(cloud_desk &desk)
+{
+    sockaddr_in address = {};
+    socklen_t length = sizeof(address);
+    ASSERT_EQ(getsockname(desk.self.listener, reinterpret_cast<sockaddr *>(&address), &length), 0);
+    const size_t before = journal_texts("connected").size();
+    desk.daemon = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(connect(desk.daemon, reinterpret_cast<sockaddr *>(&address), length), 0);
+    cloud_works_until(desk, [&] { return journal_texts("connected").size() > before; });
+}
+
+void daemon_says(const cloud_desk &desk, const std::string &bytes)
+{
+    ASSERT_EQ(send(desk.daemon, bytes.data(), bytes.size(), MSG_NOSIGNAL),
+              static_cast<ssize_t>(bytes.size()));
+}
+
+void daemon_announces(cloud_desk &desk, const std::vector<std::string> &methods)
+{
+    for (const std::string &method : methods)
+        daemon_says(desk, R"({"method":"register","key":")" + method + "\"}");
+    cloud_works_until(desk, [&] { return desk.self.methods.size() >= methods.size(); });
+}
+
+std::string daemon_hears(cloud_desk &desk)
+{
+    std::string heard;
+    char part[4096];
+    ssize_t count = 0;
+    while ((count = recv(desk.daemon, part, sizeof(part), MSG_DONTWAIT)) > 0)
+        heard.append(part, static_cast<size_t>(count));
+    return heard;
+}
+
+std::string daemon_hears_up_to(cloud_desk &desk, const std::string &text)
+{
+    std::string heard;
+    cloud_works_until(desk, [&] {
+        heard += daemon_hears(desk);
+        return heard.ends_with(text);
+    });
+    return heard;
+}
+
+void network_comes_up(cloud_desk &desk)
+{
+    desk_clock_step(1000);
+    cloud_works_until(desk, [&] { return desk.self.net.status == "cloud_connected"; });
+    if (desk.daemon >= 0)
+        daemon_hears_up_to(desk, R"("cloud_connected"})");
+}
+
+std::vector<std::string> journal_texts(const char *what, const char *member)
+{
+    std::vector<std::string> texts;
+    for (const json_ptr &line : desk_journal()) {
+        if (json_get_text(line.get(), "what") == what)
+            texts.push_back(json_get_text(line.get(), member));
+    }
+    return texts;
+}
+
+std::string command(cloud_desk &desk, const char *name, const std::string &arguments)
+{
+    const json_ptr given = json_parse(arguments);
+    const json_ptr answer(cloud_answer(desk.self, name, given.get()));
+    return json_text(answer.get());
+}

@@ -62,6 +62,12 @@ static bool is_watched(int fd)
     return watched_fds.contains(fd);
 }
 
+int real_ppoll(pollfd *entries, nfds_t count, const timespec *timeout, const sigset_t *mask)
+{
+    static auto *const wait = real<int(pollfd *, nfds_t, const timespec *, const sigset_t *)>("ppoll");
+    return wait(entries, count, timeout, mask);
+}
+
 texts executed()
 {
     texts lines;
@@ -134,6 +140,11 @@ unsigned sleep(unsigned seconds)
 int execv(const char *path, char *const arguments[]) noexcept
 {
     return note_exec(path, arguments);
+}
+
+void perror(const char *text)
+{
+    record_call("perror(%s)", text);
 }
 
 // Here libc's declaration says that the argument is never null, so only its copy may be asked.
@@ -209,7 +220,6 @@ int connect(int fd, const sockaddr *address, socklen_t length)
 
 int ppoll(pollfd *entries, nfds_t count, const timespec *timeout, const sigset_t *mask)
 {
-    static auto *const real_ppoll = real<int(pollfd *, nfds_t, const timespec *, const sigset_t *)>("ppoll");
     return libc.on_poll ? libc.on_poll(entries, count, timeout, mask)
                         : real_ppoll(entries, count, timeout, mask);
 }

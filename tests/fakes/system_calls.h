@@ -2,9 +2,9 @@
 // system_calls.h - the calls of libc that a unit test must not really make, or wants to steer. They take
 // libc's place in every test program.
 //
-// Only recorded, never made: settimeofday, kill, sync, system, usleep, sleep, execv, and popen unless a test
-// asks for the real one. Recorded and made: close of the descriptors that a test names. Steered: socket,
-// connect, timerfd_create, ppoll and poll.
+// Only recorded, never made: perror, settimeofday, kill, sync, system, usleep, sleep, execv, and popen unless
+// a test asks for the real one. Recorded and made: close of the descriptors that a test names. Steered:
+// socket, connect, timerfd_create, ppoll and poll.
 #pragma once
 
 #include "fakes/record.h"
@@ -34,6 +34,9 @@ struct system_fakes {
 extern system_fakes libc;
 
 void system_reset();
+
+// The wait itself, for a script that ends in it.
+int real_ppoll(pollfd *entries, nfds_t count, const timespec *timeout, const sigset_t *mask);
 
 // From now on a close of fd is recorded.
 void watch_close(int fd);

@@ -163,6 +163,7 @@ STORY(log, lines_of_several_threads_stay_whole_and_none_is_lost)
     constexpr int lines = 200;
     std::vector<std::thread> writers;
     desk_page();
+    writers.reserve(threads);
     for (int i = 0; i < threads; i++)
         writers.emplace_back([i] {
             for (int line = 0; line < lines; line++)

@@ -100,6 +100,7 @@ STORY(random, threads_share_one_sequence_of_which_nothing_is_lost_or_given_twice
     std::vector<std::vector<int>> shares(threads);
     std::vector<std::thread> drawers;
     setenv("CAMERA_SEED", "1", 1);
+    drawers.reserve(threads);
     for (std::vector<int> &numbers : shares)
         drawers.emplace_back([&numbers] {
             for (size_t i = 0; i < share; i++)

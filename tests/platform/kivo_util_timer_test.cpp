@@ -305,20 +305,27 @@ STORY(timer, a_first_time_of_0_ticks_at_once)
     close(fd);
 }
 
-STORY(timer, what_is_no_timer_is_refused)
+STORY(timer, what_is_no_timer_is_refused_and_stage_is_not_asked)
 {
+    desk_stage stage;
+    const int null = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    desk_page();
+    desk_stage_listen(stage);
     errno = 0;
     EXPECT_EQ(timer_start(-1, 1000, 1000), -1);
     EXPECT_EQ(errno, EBADF);
-    const int null = open("/dev/null", O_RDONLY | O_CLOEXEC);
     EXPECT_EQ(timer_start(null, 1000, 1000), -1);
     EXPECT_EQ(errno, EINVAL);
+    desk_stage_close(stage);
     close(null);
 }
 
-STORY(timer, times_below_0_are_refused)
+STORY(timer, times_below_0_are_refused_and_stage_is_not_asked)
 {
+    desk_stage stage;
     const int fd = new_timer();
+    desk_page();
+    desk_stage_listen(stage);
     errno = 0;
     EXPECT_EQ(timer_start(fd, -1, 1000), -1);
     EXPECT_EQ(errno, EINVAL);
@@ -326,5 +333,6 @@ STORY(timer, times_below_0_are_refused)
     EXPECT_EQ(timer_start(fd, 1000, -1), -1);
     EXPECT_EQ(errno, EINVAL);
     EXPECT_EQ(kernel_times(fd), std::pair(INT64_C(0), INT64_C(0)));
+    desk_stage_close(stage);
     close(fd);
 }

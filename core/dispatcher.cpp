@@ -7,10 +7,10 @@
 #include "libkivo_util.h"
 #include "modules/module.h"
 #include "util/json_verify.h"
+#include "util/reply.h"
 #include "util/send_text.h"
 #include "util/text.h"
 
-#include <cstdio>
 #include <cstring>
 
 constexpr size_t ackbuf_size = 1024;
@@ -48,13 +48,14 @@ static const char *method_of(const json_text &msg)
 static void apply_reply_rule(const rpc_method &row, rpc_call &call)
 {
     switch (row.reply) {
-    case rpc_reply::send:
+    case rpc_reply::yes:
+    case rpc_reply::plain_ok:
         call.reply_flag = 1;
         break;
-    case rpc_reply::silent:
+    case rpc_reply::no:
         call.reply_flag = 0;
         break;
-    case rpc_reply::send_to_cloud:
+    case rpc_reply::to_cloud:
         if (rpc_origin == 0)
             call.reply_flag = 1;
         break;
@@ -67,17 +68,15 @@ static void run_row(const rpc_method &row, rpc_call &call)
     apply_reply_rule(row, call);
     if (row.run(call) < 0)
         rpc_log(row.failure);
-    rpc_log(row.finished);
-    if (row.fixed_ok)
-        snprintf(call.ackbuf, call.ackbuf_size, "{\"id\":%d,\"result\":[\"OK\"]}", call.id);
+    if (row.reply == rpc_reply::plain_ok)
+        reply_ok(call.ackbuf, call.ackbuf_size, call.id);
 }
 
 static void run_unknown(rpc_call &call)
 {
     log_warning("Unknown method\n");
     call.reply_flag = 0;
-    snprintf(call.ackbuf, call.ackbuf_size, "{\"id\":%d,\"error\":{\"code\":-33020,\"message\":\"%s\"}}",
-             call.id, "Unknown method");
+    reply_refusal(call.ackbuf, call.ackbuf_size, call.id, "Unknown method");
 }
 
 // A module may answer what the table does not know, and runs after the table where both know a method.

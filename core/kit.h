@@ -61,13 +61,17 @@ extern char motion_alarm_cfg[32];                 // JSON array as text
 extern char motion_region_cfg[80];                // JSON array of 32 cells as text
 extern int32_t motor_position_h;                  // shared; 50 is the centre
 extern int32_t motor_position_v;                  // shared
-extern int64_t motor_time;                        // shared; wall-clock ms of the last motor event, 0: none
+alignas(8) extern int64_t motor_time;             // shared; wall-clock ms of the last motor event, 0: none
 extern int32_t av_index;                          // shared; the stream that moves the motor, negative: none
 extern uint8_t motor_reset_flag;                  // the next "motor" moves the head to the stored position
 extern int32_t lsd_switch, lsd_push, lsd_sensity; // loud-sound detection
 extern int32_t mini_level;
 extern int32_t last_rpc_id; // of the last message from the cloud client
 extern int32_t rpc_origin;  // 0: the cloud client, else the spec service
+
+// Takes over what was read of a position: h from one number on, v from two. A number that was not read must
+// not be written back, another thread may have changed it.
+void kit_position_read(int numbers, int32_t h, int32_t v);
 
 // The one way to what threads share: shared(kit.power).load(), shared(kit.power).store(1).
 template <typename value> std::atomic_ref<value> shared(value &field)

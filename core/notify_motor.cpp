@@ -25,12 +25,14 @@ struct motor_step {
     const char *failure; // the text goes by what was asked for, not by what the flipped motor did
 };
 
+// clang-format off
 static constexpr motor_step motor_steps[] = {
-    {1,  2, log_err,   "left overflow\n" },
-    { 2, 1, log_err,   "right overflow\n"},
-    { 3, 4, log_debug, "up overflow\n"   },
+    { 1, 2, log_err,   "left overflow\n" },
+    { 2, 1, log_err,   "right overflow\n" },
+    { 3, 4, log_debug, "up overflow\n" },
     { 4, 3, log_debug, "down overflow\n" },
 };
+// clang-format on
 
 static void stamp_movement(void)
 {
@@ -88,9 +90,7 @@ void notify_motor(const char *value)
     int h = shared(motor_position_h).load();
     int v = shared(motor_position_v).load();
     if (value) {
-        sscanf(value, "[%d,%d]", &h, &v);
-        shared(motor_position_h).store(h);
-        shared(motor_position_v).store(v);
+        kit_position_read(sscanf(value, "[%d,%d]", &h, &v), h, v);
         log_debug("motor h:%d, v:%d\n", h, v);
         text_copy(position, sizeof position, value);
     } else {

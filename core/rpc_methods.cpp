@@ -40,6 +40,13 @@ template <const char *key> static int sets_props(rpc_call &call)
     return otd_set_props(call.msg, call.id, call.ackbuf, static_cast<int>(call.ackbuf_size), key);
 }
 
+static int send_props(rpc_call &call)
+{
+    int result = fills<otd_send_props>(call);
+    log_debug("send props ok!\n");
+    return result;
+}
+
 static int update_log(rpc_call &)
 {
     run_cmd("/mnt/data/bin/log2ky.sh", nullptr, 0);
@@ -62,29 +69,31 @@ static int app_feedback(rpc_call &call)
     return result;
 }
 
+using enum rpc_reply;
+
 // clang-format off
 static constexpr rpc_method rpc_methods[] = {
-    { .name = "local.time",                  .receipt = { log_debug, "Got local.time...\n" },         .run = text_only<local_handler_time>,                      .failure = { log_err, "local.time fail\n" },      .reply = rpc_reply::silent },
-    { .name = "local.status",                .receipt = { log_debug, "Got local.status...\n" },       .run = text_only<local_handler_status>,                    .failure = { log_err, "local.status fail\n" },    .reply = rpc_reply::silent },
-    { .name = "local.bind",                  .receipt = { log_debug, "Got local.bind...\n" },         .run = text_only<local_handler_bind>,                      .failure = { log_err, "local.bind fail\n" },      .reply = rpc_reply::silent },
-    { .name = "local.did",                   .receipt = { log_debug, "Got local.did...\n" },          .run = text_only<local_handler_query_did>,                 .failure = { log_err, "local.did fail\n" },       .reply = rpc_reply::silent },
-    { .name = "get_prop",                    .receipt = { log_debug, "Got get_prop...\n" },           .run = fills<otd_send_props>,                              .reply = rpc_reply::send,                         .finished = { log_debug, "send props ok!\n" } },
-    { .name = "set_watermark",               .receipt = {},                                           .run = answers_itself<set_watermark>,                      .reply = rpc_reply::silent },
-    { .name = "set_flip",                    .receipt = {},                                           .run = answers_itself<set_flip>,                           .reply = rpc_reply::silent },
-    { .name = "set_wdr",                     .receipt = { log_debug, "Got set_wdr...\n" },            .run = answers_itself<set_wdr>,                            .reply = rpc_reply::silent },
-    { .name = "set_motion_record",           .receipt = { log_debug, "Got set_motion_record...\n" },  .run = sets_props<motion_record>,                          .reply = rpc_reply::send_to_cloud },
-    { .name = "setAlarmConfig",              .receipt = { log_debug, "Got set_motion_alarm...\n" },   .run = sets_props<motion_alarm>,                           .reply = rpc_reply::send,                         .fixed_ok = true },
-    { .name = "getAlarmConfig",              .receipt = { log_debug, "Got motion_alarm...\n" },       .run = sets_props<motion_alarm_get>,                       .reply = rpc_reply::send },
-    { .name = "set_motion_region",           .receipt = {},                                           .run = sets_props<motion_region>,                          .reply = rpc_reply::send,                         .fixed_ok = true },
-    { .name = "get_motion_region",           .receipt = {},                                           .run = sets_props<get_motion_region>,                      .reply = rpc_reply::send },
-    { .name = "set_motion_detection_enable", .receipt = {},                                           .run = sets_props<motion_detection_enable>,                .reply = rpc_reply::send,                         .fixed_ok = true },
-    { .name = "update_log",                  .receipt = { log_debug, "Update the log to server.\n" }, .run = update_log,                                         .reply = rpc_reply::silent },
-    { .name = "app_feedback_device_rpc",     .receipt = { log_err, "send app_feedback to fds\n" },    .run = app_feedback,                                       .reply = rpc_reply::silent },
-    { .name = "set_power",                   .receipt = {},                                           .run = answers_itself<otd_power_process>,                  .reply = rpc_reply::silent },
-    { .name = "set_light",                   .receipt = {},                                           .run = answers_itself<set_light>,                          .reply = rpc_reply::silent },
-    { .name = "set_full_color",              .receipt = {},                                           .run = answers_itself<set_full_color>,                     .reply = rpc_reply::silent },
-    { .name = "set_night_mode",              .receipt = { log_debug, "Got kiVO.night_mode...\n" },    .run = fills<night_mode_set>,                              .failure = { log_err, "kiVO.night_mode fail\n" }, .reply = rpc_reply::send_to_cloud },
-    { .name = "set_improve_program",         .receipt = { log_debug, "set improve_program...\n" },    .run = text_only<set_improve_program>,                     .reply = rpc_reply::send,                         .fixed_ok = true },
+    { "local.time",                  { log_debug, "Got local.time...\n" },         no,       text_only<local_handler_time>,      { log_err, "local.time fail\n" } },
+    { "local.status",                { log_debug, "Got local.status...\n" },       no,       text_only<local_handler_status>,    { log_err, "local.status fail\n" } },
+    { "local.bind",                  { log_debug, "Got local.bind...\n" },         no,       text_only<local_handler_bind>,      { log_err, "local.bind fail\n" } },
+    { "local.did",                   { log_debug, "Got local.did...\n" },          no,       text_only<local_handler_query_did>, { log_err, "local.did fail\n" } },
+    { "get_prop",                    { log_debug, "Got get_prop...\n" },           yes,      send_props },
+    { "set_watermark",               {},                                           no,       answers_itself<set_watermark> },
+    { "set_flip",                    {},                                           no,       answers_itself<set_flip> },
+    { "set_wdr",                     { log_debug, "Got set_wdr...\n" },            no,       answers_itself<set_wdr> },
+    { "set_motion_record",           { log_debug, "Got set_motion_record...\n" },  to_cloud, sets_props<motion_record> },
+    { "setAlarmConfig",              { log_debug, "Got set_motion_alarm...\n" },   plain_ok, sets_props<motion_alarm> },
+    { "getAlarmConfig",              { log_debug, "Got motion_alarm...\n" },       yes,      sets_props<motion_alarm_get> },
+    { "set_motion_region",           {},                                           plain_ok, sets_props<motion_region> },
+    { "get_motion_region",           {},                                           yes,      sets_props<get_motion_region> },
+    { "set_motion_detection_enable", {},                                           plain_ok, sets_props<motion_detection_enable> },
+    { "update_log",                  { log_debug, "Update the log to server.\n" }, no,       update_log },
+    { "app_feedback_device_rpc",     { log_err, "send app_feedback to fds\n" },    no,       app_feedback },
+    { "set_power",                   {},                                           no,       answers_itself<otd_power_process> },
+    { "set_light",                   {},                                           no,       answers_itself<set_light> },
+    { "set_full_color",              {},                                           no,       answers_itself<set_full_color> },
+    { "set_night_mode",              { log_debug, "Got kiVO.night_mode...\n" },    to_cloud, fills<night_mode_set>,              { log_err, "kiVO.night_mode fail\n" } },
+    { "set_improve_program",         { log_debug, "set improve_program...\n" },    plain_ok, text_only<set_improve_program> },
 };
 // clang-format on
 

@@ -17,23 +17,24 @@ struct rpc_call {
     int32_t reply_flag; // not 0: ackbuf is sent after handling
 };
 
-// send_to_cloud sets the flag only for a request of the cloud client, and leaves it as it is otherwise.
-enum class rpc_reply { send, silent, send_to_cloud };
+// What becomes of the reply. yes and no set reply_flag before the handler runs; to_cloud sets it only for a
+// request of the cloud client and leaves it as it is otherwise. plain_ok is yes, with the plain OK in ackbuf
+// at last, whatever the handler wrote or returned.
+enum class rpc_reply { yes, no, to_cloud, plain_ok };
 
-// A text without arguments at a level of its own; an empty one logs nothing.
+// A text without arguments at a level of its own; without a level nothing is logged.
 struct rpc_log_line {
-    void (*log)(const char *format, ...) = nullptr;
-    const char *text = nullptr;
+    void (*log)(const char *format, ...);
+    const char *text;
 };
 
+// Cells in the order in which they take effect.
 struct rpc_method {
     const char *name;
-    rpc_log_line receipt;   // before anything else
-    int (*run)(rpc_call &); // below 0: failed
-    rpc_log_line failure = {};
+    rpc_log_line receipt; // before anything else
     rpc_reply reply;
-    bool fixed_ok = false;      // afterwards ackbuf is the plain OK, whatever the handler wrote or returned
-    rpc_log_line finished = {}; // after the handler, whatever it returned
+    int (*run)(rpc_call &);    // below 0: failed
+    rpc_log_line failure = {}; // after a failed run
 };
 
 const rpc_method *rpc_method_find(const char *name); // NULL: not served

@@ -2,6 +2,7 @@
 #include "core/kit.h"
 #include "handlers/properties.h"
 #include "libkivo_util.h"
+#include "util/reply.h"
 #include "util/text.h"
 
 #include <cstdio>
@@ -62,24 +63,26 @@ static void mini_level_number(char *buf, size_t size)
     decimal(buf, size, mini_level);
 }
 
+// clang-format off
 static constexpr prop props[] = {
-    {"light",                    when_one<&kit_state::light>               },
-    { "power",                   when_one<&kit_state::power>               },
-    { "watermark",               when_one<&kit_state::watermark>           },
-    { "motion_detection_enable", when_one<&kit_state::motion_enable>       },
-    { "full_color",              when_one<&kit_state::color>               },
-    { "motion_record",           record_mode                               },
-    { "wdr",                     when_not_zero<&kit_state::wdr>            },
-    { "flip",                    when_not_zero<&kit_state::flip>           },
-    { "sdcard_status",           number<&kit_state::card_status>           },
-    { "night_mode",              number<&kit_state::night>                 },
-    { "motion_alarm",            alarm_text                                },
-    { "motion_region",           region_text                               },
-    { "mini_level",              mini_level_number                         },
-    { "max_client",              number<&kit_state::max_client>            },
-    { "track",                   when_not_zero<&kit_state::tracking>       },
-    { "improve_program",         when_not_zero<&kit_state::improve_program>},
+    { "light",                   when_one<&kit_state::light> },
+    { "power",                   when_one<&kit_state::power> },
+    { "watermark",               when_one<&kit_state::watermark> },
+    { "motion_detection_enable", when_one<&kit_state::motion_enable> },
+    { "full_color",              when_one<&kit_state::color> },
+    { "motion_record",           record_mode },
+    { "wdr",                     when_not_zero<&kit_state::wdr> },
+    { "flip",                    when_not_zero<&kit_state::flip> },
+    { "sdcard_status",           number<&kit_state::card_status> },
+    { "night_mode",              number<&kit_state::night> },
+    { "motion_alarm",            alarm_text },
+    { "motion_region",           region_text },
+    { "mini_level",              mini_level_number },
+    { "max_client",              number<&kit_state::max_client> },
+    { "track",                   when_not_zero<&kit_state::tracking> },
+    { "improve_program",         when_not_zero<&kit_state::improve_program> },
 };
+// clang-format on
 
 int get_prop_value(const char *name, char *buf, int size)
 {
@@ -138,7 +141,6 @@ int otd_send_props(const json_text &msg, int32_t id, char *out, int outsize)
     json_ptr reply(json_object_new_object());
     if (!reply || !json_add(reply.get(), "id", json_ptr(json_object_new_int(id))) ||
         !json_add(reply.get(), "result", answers_to(params)))
-        return -1;
-    snprintf(out, static_cast<size_t>(outsize), "%s", json_object_to_json_string(reply.get()));
-    return 0;
+        return reply_no_memory(__func__);
+    return reply_render(out, static_cast<size_t>(outsize), reply.get(), reply_default) ? 0 : -1;
 }

@@ -5,6 +5,7 @@
 #include "util/children.h"
 #include "util/guards.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -13,8 +14,11 @@ static const char log2tf_path[] = "/mnt/data/bin/log2tf.sh";
 void run_log2tf(void)
 {
     log_info("Run: %s\n", log2tf_path);
-    if (child_start(log2tf_path) == 0)
-        log_info("This is the parent process\n");
+    if (child_start(log2tf_path) != 0) {
+        log_err("Can not run %s: %s\n", log2tf_path, strerror(errno));
+        return;
+    }
+    log_info("This is the parent process\n");
 }
 
 static void collect_output(FILE *output, char *out, int outsize)

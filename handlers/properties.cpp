@@ -7,6 +7,7 @@
 #include "libkivo_util.h"
 #include "store/selvar_nvram.h"
 #include "util/json_verify.h"
+#include "util/reply.h"
 #include "util/send_text.h"
 #include "util/text.h"
 
@@ -22,7 +23,7 @@ void send_ok_reply(const json_text &msg)
     int32_t id = 0;
     json_verify_get_int(msg, "id", &id);
     char text[reply_size];
-    snprintf(text, sizeof text, "{\"id\":%d,\"result\":[\"OK\"]}", id);
+    reply_ok(text, sizeof text, id);
     send_text(kit.otd_sock, text);
 }
 
@@ -35,7 +36,7 @@ int report_power_status(const char *value)
     return send_text(kit.otd_sock, text);
 }
 
-static bool refused_by_update(void)
+bool refused_by_update(void)
 {
     if (!kit.ota)
         return false;
@@ -167,11 +168,13 @@ struct power_action {
     void (*run)(void);
 };
 
+// clang-format off
 static constexpr power_action power_actions[] = {
-    {"on",      power_on    },
-    { "off",    power_off   },
-    { "toggle", power_toggle},
+    { "on",     power_on },
+    { "off",    power_off },
+    { "toggle", power_toggle },
 };
+// clang-format on
 
 int otd_power_process(int, const json_text &msg)
 {

@@ -27,6 +27,9 @@ int otd_power_process(int sock, const json_text &msg);
 
 int set_improve_program(const json_text &msg); // does not answer; always 0
 
+// During a firmware update settings are not changed; logged.
+bool refused_by_update(void);
+
 // The early OK, sent only to the cloud client's own requests.
 void send_ok_reply(const json_text &msg);
 

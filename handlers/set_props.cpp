@@ -4,21 +4,13 @@
 #include "handlers/properties.h"
 #include "libkivo_util.h"
 #include "store/selvar_nvram.h"
+#include "util/reply.h"
 #include "util/text.h"
 
 #include <cstdio>
 
-constexpr int compact = 4; // json-c's flag
 constexpr uint32_t night_modes = 3;
 constexpr int answer_size = 256;
-
-static bool refused_by_update(void)
-{
-    if (!kit.ota)
-        return false;
-    log_err("ota status:%d \n", kit.ota);
-    return true;
-}
 
 // The first element that is a night mode, or -1.
 static int first_night_mode(json_object *params)
@@ -51,14 +43,13 @@ int night_mode_set(const json_text &msg, int32_t id, char *out, int outsize)
     auto room = static_cast<size_t>(outsize);
     int mode = first_night_mode(params);
     if (mode < 0) {
-        snprintf(out, room, "{\"id\":%d,\"error\":{\"code\":-33020,\"message\":\"%s\"}}", id,
-                 "unknown set val");
+        reply_refusal(out, room, id, "unknown set val");
         return 0;
     }
     char text[12];
     snprintf(text, sizeof text, "%d", mode);
     selvar_nvram_set_string("night_mode", text, 0);
-    snprintf(out, room, "{\"id\":%d,\"result\":[\"OK\"]}", id);
+    reply_ok(out, room, id);
     return 0;
 }
 
@@ -72,86 +63,106 @@ struct props_request {
 
 static void store_text(const char *key, const char *value)
 {
-    if (!value)
-        return;
     selvar_nvram_set_string(key, value, 0);
     log_info("set %s %s ok!\n", key, value);
 }
 
-static void store_first(const char *key, const props_request &request)
+// An empty array and a null have no text: nothing is written, and that is no failure.
+static int store_first(const char *key, const props_request &request)
 {
-    store_text(key, json_object_get_string(json_object_array_get_idx(request.params, 0)));
+    json_object *first = json_object_array_get_idx(request.params, 0);
+    if (!first)
+        return 0;
+    const char *text = json_object_get_string(first);
+    if (!text)
+        return reply_no_memory(__func__);
+    store_text(key, text);
+    return 0;
 }
 
-static void store_all(const char *key, const props_request &request)
+static int store_all(const char *key, const props_request &request)
 {
-    store_text(key, json_object_to_json_string_ext(request.params, compact));
+    const char *text = json_object_to_json_string_ext(request.params, reply_compact);
+    if (!text)
+        return reply_no_memory(__func__);
+    store_text(key, text);
+    return 0;
 }
 
-static void answer_one(const props_request &request)
+static int answer(const props_request &request, int flags)
 {
-    json_add(request.reply, "result", json_ptr(json_object_new_int(1)));
-    snprintf(request.out, request.room, "%s", json_object_to_json_string(request.reply));
+    return reply_render(request.out, request.room, request.reply, flags) ? 0 : -1;
 }
 
-static void add_prop(const props_request &request, const char *name)
+static int answer_one(const props_request &request)
+{
+    if (!json_add(request.reply, "result", json_ptr(json_object_new_int(1))))
+        return reply_no_memory(__func__);
+    return answer(request, reply_default);
+}
+
+// A text that is no array goes in all the same, as null when it is not even JSON.
+static int add_prop(const props_request &request, const char *name)
 {
     char text[answer_size];
     get_prop_value(name, text, sizeof text);
     json_ptr value(json_tokener_parse(text));
     if (!json_object_is_type(value.get(), json_type_array))
         log_err("%s: params json type error\n", "otd_set_props");
-    json_object_object_add(request.reply, "result", value.release());
+    if (json_object_object_add(request.reply, "result", value.get()) != 0)
+        return reply_no_memory(__func__);
+    static_cast<void>(value.release());
+    return 0;
 }
 
-static void set_motion_record(const props_request &request)
+static int set_motion_record(const props_request &request)
 {
-    store_first("motion_record", request);
-    answer_one(request);
+    return store_first("motion_record", request) < 0 ? -1 : answer_one(request);
 }
 
-static void set_motion_alarm(const props_request &request)
+static int set_motion_alarm(const props_request &request)
 {
-    store_all("motion_alarm", request);
-    answer_one(request);
+    return store_all("motion_alarm", request) < 0 ? -1 : answer_one(request);
 }
 
-static void get_motion_alarm(const props_request &request)
+static int get_motion_alarm(const props_request &request)
 {
-    add_prop(request, "motion_alarm");
-    snprintf(request.out, request.room, "%s", json_object_to_json_string(request.reply));
+    return add_prop(request, "motion_alarm") < 0 ? -1 : answer(request, reply_default);
 }
 
-static void set_motion_region(const props_request &request)
+static int set_motion_region(const props_request &request)
 {
-    store_all("motion_region", request);
+    return store_all("motion_region", request);
 }
 
-static void get_motion_region(const props_request &request)
+static int get_motion_region(const props_request &request)
 {
-    add_prop(request, "motion_region");
-    snprintf(request.out, request.room, "%s", json_object_to_json_string_ext(request.reply, compact));
+    if (add_prop(request, "motion_region") < 0 || answer(request, reply_compact) < 0)
+        return -1;
     log_debug("get_motion_region: %s\n", request.out);
+    return 0;
 }
 
-static void set_motion_detection_enable(const props_request &request)
+static int set_motion_detection_enable(const props_request &request)
 {
-    store_first("motion_detection_enable", request);
+    return store_first("motion_detection_enable", request);
 }
 
 struct props_action {
     const char *key;
-    void (*run)(const props_request &request);
+    int (*run)(const props_request &request);
 };
 
+// clang-format off
 static constexpr props_action props_actions[] = {
-    {"motion_record",            set_motion_record          },
-    { "motion_alarm",            set_motion_alarm           },
-    { "motion_alarm_get",        get_motion_alarm           },
-    { "get_motion_region",       get_motion_region          },
-    { "motion_region",           set_motion_region          },
-    { "motion_detection_enable", set_motion_detection_enable},
+    { "motion_record",           set_motion_record },
+    { "motion_alarm",            set_motion_alarm },
+    { "motion_alarm_get",        get_motion_alarm },
+    { "get_motion_region",       get_motion_region },
+    { "motion_region",           set_motion_region },
+    { "motion_detection_enable", set_motion_detection_enable },
 };
+// clang-format on
 
 int otd_set_props(const json_text &msg, int32_t id, char *out, int outsize, const char *key)
 {
@@ -174,10 +185,10 @@ int otd_set_props(const json_text &msg, int32_t id, char *out, int outsize, cons
     }
     json_ptr reply(json_object_new_object());
     if (!reply || !json_add(reply.get(), "id", json_ptr(json_object_new_int(id))))
-        return -1;
+        return reply_no_memory(__func__);
     props_request request = { params, reply.get(), out, static_cast<size_t>(outsize) };
     for (const props_action &action : props_actions)
         if (text_equal(action.key, key))
-            action.run(request);
+            return action.run(request);
     return 0;
 }

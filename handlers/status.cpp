@@ -32,18 +32,20 @@ template <led_pattern_name pattern> static void show(void)
 }
 
 // The first row that matches decides. "wifi_connected" and "internet_failed" share a blink on purpose.
+// clang-format off
 static constexpr status_row status_rows[] = {
-    {"ap_mode",             show<led_pattern_name::setup_blink>, "ap_mode"         },
-    { "wifi_ap_mode",       show<led_pattern_name::setup_blink>, "ap_mode"         },
+    { "ap_mode",            show<led_pattern_name::setup_blink>, "ap_mode" },
+    { "wifi_ap_mode",       show<led_pattern_name::setup_blink>, "ap_mode" },
     { "sta_mode",           show<led_pattern_name::fast_blink>,  "wifi_connecting" },
     { "wifi_connecting",    show<led_pattern_name::fast_blink>,  "wifi_connecting" },
-    { "wifi_connected",     show<led_pattern_name::slow_blink>,  "wifi_connected"  },
+    { "wifi_connected",     show<led_pattern_name::slow_blink>,  "wifi_connected" },
     { "internet_failed",    show<led_pattern_name::slow_blink>,  "internet_failed" },
-    { "internet_connected", show<led_pattern_name::cloud_blink>, "cloud_connecting"},
-    { "cloud_trying",       show<led_pattern_name::cloud_blink>, "cloud_connecting"},
-    { "cloud_retry",        show<led_pattern_name::cloud_blink>, "cloud_connecting"},
-    { "cloud_connected",    led_final_set,                       "normal"          },
+    { "internet_connected", show<led_pattern_name::cloud_blink>, "cloud_connecting" },
+    { "cloud_trying",       show<led_pattern_name::cloud_blink>, "cloud_connecting" },
+    { "cloud_retry",        show<led_pattern_name::cloud_blink>, "cloud_connecting" },
+    { "cloud_connected",    led_final_set,                       "normal" },
 };
+// clang-format on
 
 // NULL when msg is not JSON (logged), or has no such member of this type.
 static json_object *member_of(const json_text &msg, const char *function, const char *key, json_type type)

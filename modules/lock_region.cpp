@@ -4,6 +4,7 @@
 #include "libkivo_util.h"
 #include "store/selvar_nvram.h"
 #include "util/json_text.h"
+#include "util/reply.h"
 #include "util/text.h"
 
 #include <cstdio>
@@ -80,7 +81,7 @@ void ozu_lock_region_set_properties(const char *msg, int32_t id, char *ackbuf, c
         return;
     *reply_flag = 1;
     store_legal_status(params);
-    snprintf(ackbuf, ackbuf_size, "{\"id\":%d,\"result\":[\"OK\"]}", id);
+    reply_ok(ackbuf, ackbuf_size, id);
 }
 
 void ozu_lock_region_get_properties(const char *, int32_t id, char *ackbuf, const char *, int32_t *reply_flag,

@@ -24,13 +24,22 @@ static struct {
     char value[read_limit];
 } last_read;
 
-struct pair_free {
-    void operator()(xpair *pair) const
+// A parsed notification. It is given back also when the parse yielded none.
+struct parsed_reply {
+    explicit parsed_reply(const xresponse *reply)
+    {
+        xresponse_parse(reply, &pair, &status);
+    }
+    ~parsed_reply()
     {
         xpair_basefree(pair);
     }
+    parsed_reply(const parsed_reply &) = delete;
+    parsed_reply &operator=(const parsed_reply &) = delete;
+
+    xpair *pair = nullptr;
+    int status = -1;
 };
-using pair_ptr = std::unique_ptr<xpair, pair_free>;
 
 void selvar_callback_set(selvar_notify callback)
 {
@@ -91,13 +100,11 @@ static void deliver_value(const char *key, const xvalue *value)
 
 void notify_cb(selvar_handle *, const xresponse *reply)
 {
-    xpair *parsed = nullptr;
-    int status = -1;
-    xresponse_parse(reply, &parsed, &status);
-    pair_ptr pair(parsed);
+    const parsed_reply parsed(reply);
+    const xpair *pair = parsed.pair;
 
     log_debug("notify_cb\n");
-    if (status != 0) {
+    if (parsed.status != 0) {
         if (pair)
             deliver(pair->key, selvar_delivers_null, "error");
         log_err("parse recv notify value error.\n");
@@ -110,10 +117,8 @@ void notify_cb(selvar_handle *, const xresponse *reply)
 
 void notify_timeout_cb(selvar_handle *, const xresponse *reply)
 {
-    xpair *parsed = nullptr;
-    int status = -1;
-    xresponse_parse(reply, &parsed, &status);
-    pair_ptr pair(parsed);
+    const parsed_reply parsed(reply);
+    const xpair *pair = parsed.pair;
 
     log_err("notify_timeout_cb\n");
     if (pair)

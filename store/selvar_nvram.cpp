@@ -36,6 +36,11 @@ int selvar_nvram_init(selvar_notify callback)
     }
     libselvar_handle_other(handle);
     int fd = libselvar_client_fd(handle);
+    if (fd < 1) {
+        libselvar_close(handle);
+        handle = nullptr;
+        return -1;
+    }
     log_debug("selvar fd is %d\n", fd);
     return fd;
 }

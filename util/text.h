@@ -7,9 +7,8 @@
 // Copies what fits and always ends with a NUL. size is the whole buffer, above 0.
 inline void text_copy(char *buffer, size_t size, const char *text)
 {
-    size_t length = strnlen(text, size - 1);
-    memcpy(buffer, text, length);
-    buffer[length] = '\0';
+    if (!memccpy(buffer, text, '\0', size - 1))
+        buffer[size - 1] = '\0';
 }
 
 inline bool text_equal(const char *a, const char *b)

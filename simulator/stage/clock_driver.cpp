@@ -3,6 +3,7 @@
 
 #include "common/clock.h"
 #include "common/clock_owner.h"
+#include "common/host_time.h"
 
 #include <poll.h>
 #include <sys/timerfd.h>
@@ -13,6 +14,7 @@
 constexpr int64_t ns_per_ms = 1'000'000;
 constexpr int64_t first_look_ns = 100'000;
 constexpr int64_t longest_look_ns = 2 * ns_per_ms;
+constexpr int64_t longest_made_up_ns = 50 * ns_per_ms;
 
 // A delivered timer is given a second expiry so far away that it never comes: the time left until then tells
 // that the first one has happened, which cannot be seen otherwise once the tick was read.
@@ -98,6 +100,30 @@ static void deliver_due(clock_driver &driver)
     }
 }
 
+// The clock stood at the old limit until now: goes on from where it would be, had it not stood there for a
+// moment.
+static void make_up(const clock_driver &driver, clock_speed speed, int64_t host_ns)
+{
+    const int64_t late_ns = host_ns - driver.limit_host_ns;
+    if (late_ns > 0 && late_ns <= longest_made_up_ns)
+        clock_owner_step_to_ns(driver.limit_ns + late_ns * speed.numerator / speed.denominator);
+}
+
+static void set_limit(clock_driver &driver, int64_t limit_ns)
+{
+    const int64_t host_ns = host_time_ns(CLOCK_MONOTONIC);
+    const clock_speed speed = clock_owner_speed();
+    const bool stood = clock_monotonic_ns() == driver.limit_ns;
+    clock_owner_set_limit_ns(limit_ns);
+    if (stood)
+        make_up(driver, speed, host_ns);
+    driver.limit_ns = limit_ns;
+    driver.limit_host_ns = 0;
+    const int64_t ahead_ns = std::max<int64_t>(limit_ns - clock_monotonic_ns(), 0);
+    if (limit_ns != INT64_MAX && speed.numerator > 0)
+        driver.limit_host_ns = host_time_ns(CLOCK_MONOTONIC) + ahead_ns / speed.numerator * speed.denominator;
+}
+
 static void move_limit(clock_driver &driver)
 {
     int64_t limit_ns = INT64_MAX;
@@ -105,8 +131,7 @@ static void move_limit(clock_driver &driver)
         limit_ns = std::min(limit_ns, timer.due_ns);
     // Every change wakes all who sleep on the clock.
     if (limit_ns != driver.limit_ns)
-        clock_owner_set_limit_ns(limit_ns);
-    driver.limit_ns = limit_ns;
+        set_limit(driver, limit_ns);
 }
 
 int64_t clock_driver_run(clock_driver &driver)

@@ -23,6 +23,7 @@ struct driven_timer {
 struct clock_driver {
     std::vector<driven_timer> timers;
     int64_t limit_ns = INT64_MAX; // as last set
+    int64_t limit_host_ns = 0;    // host; when the clock reaches the limit if nothing changes its pace
     int64_t step_to_ns = 0;       // where the clock is being stepped to; in the past: nowhere
     int64_t look_pause_ns = 0;    // host time until the next look at an unread tick
 };

@@ -145,6 +145,47 @@ STORY(clock_of_the_camera, loses_no_tick_when_it_is_stepped)
     finish(timer);
 }
 
+STORY(clock_of_the_camera, keeps_pace_with_the_host_although_it_stands_at_every_tick)
+{
+    desk_page();
+    daemon_timer timer;
+    bring(timer, 1, 10, 10);
+    desk_clock_run(1);
+    next_tick(timer); // from here on the pace is known
+    const int64_t begin_host_ms = host_time_ms();
+    const int64_t begin_ms = desk_clock_ms();
+    int64_t stalled_ms = 0; // the test itself, by a busy machine: too long to be made up for
+    for (int i = 0; i < 50; i++) {
+        const int64_t before_ms = host_time_ms();
+        EXPECT_EQ(next_tick(timer), 1U); // looked for every millisecond, so half of one too late each time
+        const int64_t took_ms = host_time_ms() - before_ms;
+        stalled_ms += took_ms > 40 ? took_ms : 0;
+    }
+    const int64_t passed_host_ms = host_time_ms() - begin_host_ms;
+    const int64_t behind_ms = passed_host_ms - (desk_clock_ms() - begin_ms);
+    EXPECT_LE(behind_ms, 10 + stalled_ms) << "not 25";
+    finish(timer);
+}
+
+STORY(clock_of_the_camera, does_not_make_up_for_a_long_stand)
+{
+    desk_page();
+    daemon_timer timer;
+    bring(timer, 1, 10, 500);
+    desk_clock_run(1);
+    next_tick(timer); // from here on the pace is known
+    ASSERT_TRUE(desk_wait([&] {
+        clock_driver_run(timer.driver);
+        return timer.driver.timers[0].unread;
+    }));
+    const int64_t until_ms = host_time_ms() + 400;
+    ASSERT_TRUE(desk_wait([&] { return host_time_ms() > until_ms; }));
+    EXPECT_EQ(read_ticks(timer.fd), 1U);
+    clock_driver_run(timer.driver);
+    EXPECT_LT(desk_clock_ms(), 510 + 300);
+    finish(timer);
+}
+
 STORY(clock_of_the_camera, waits_for_the_slowest_of_two_readers)
 {
     desk_page();

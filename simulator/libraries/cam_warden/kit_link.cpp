@@ -78,8 +78,7 @@ static void *run_events(void *argument)
         const json_ptr line(control_receive(events->link, -1));
         if (line == nullptr)
             break;
-        if (!events->closed)
-            deliver(*events, line.get());
+        deliver(*events, line.get());
     }
     if (events->frees_itself)
         free_events(events);

@@ -1,0 +1,45 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+# The camera script where nothing is built: it helps, refuses with a sentence, and names what it would install.
+set -euo pipefail
+home=$(mktemp -d)
+trap 'rm -r "$home"' EXIT
+cp camera CMakePresets.json "$home"
+cd "$home"
+bad=0
+
+# What a command line says and ends with: expect STATUS TEXT WORD...
+expect() {
+    local status=0 said
+    said=$("${env[@]}" ./camera "${@:3}" 2>&1) || status=$?
+    if [[ $status != "$1" || $said != *"$2"* ]]; then
+        echo "./camera ${*:3} ended with $status and said: $said"
+        bad=1
+    fi
+}
+
+env=(env)
+expect 0 "./camera run "
+expect 0 "./camera run " help
+expect 0 "./camera run " --help
+expect 0 "./camera run " run --help
+expect 2 "nothing is built yet; ./camera run does it" status
+expect 2 'There is no preset "gold"' run --preset gold
+expect 2 'There is no preset "gold"' run --preset=gold
+
+# A Debian in which nothing is installed, and somebody who may not install.
+mkdir bin
+printf '#!/bin/sh\nexit 1\n' >bin/dpkg-query
+printf '#!/bin/sh\necho 1000\n' >bin/id
+printf '#!/bin/sh\nexit 1\n' >bin/apt-get
+for program in bash env dirname readlink grep sed mktemp mkdir cat rm; do
+    ln -s "$(command -v $program)" "bin/$program"
+done
+chmod +x bin/dpkg-query bin/id bin/apt-get
+env=(env "PATH=$home/bin")
+expect 2 "To run a camera, these packages are missing and will be installed: bubblewrap cmake g++" run
+expect 2 "Please run as root: apt-get install bubblewrap cmake g++" run
+expect 2 "To run the tests, these packages are missing and will be installed: bubblewrap" test
+printf '#!/bin/sh\necho 0\n' >bin/id
+expect 2 "They could not be installed; apt-get install bubblewrap" run
+exit $bad

@@ -96,10 +96,10 @@ void kit_sigint_handler(int)
 
 static void take_signals(void)
 {
+    loop_block_sigint();
     struct sigaction on_interrupt = {};
     on_interrupt.sa_handler = kit_sigint_handler;
     sigaction(SIGINT, &on_interrupt, nullptr);
-    loop_block_sigint();
 
     struct sigaction ignore = {};
     ignore.sa_handler = SIG_IGN;

@@ -62,7 +62,8 @@ static void on_motor_stop(const char *text, int32_t seq)
     log_debug("event callback motor stop: %s\n", text);
     int h = shared(motor_position_h).load();
     int v = shared(motor_position_v).load();
-    kit_position_read(sscanf(text, "[%d,%d]", &h, &v), h, v);
+    int numbers = sscanf(text, "[%d,%d]", &h, &v);
+    kit_position_read(numbers, h, v);
     selvar_nvram_set_string("motor", text, 0);
     selvar_nvram_sync();
     publish_position(0, h, v, seq);
@@ -75,7 +76,8 @@ static void on_motor_update(const char *text, int32_t seq)
     int state = 0;
     int h = shared(motor_position_h).load();
     int v = shared(motor_position_v).load();
-    kit_position_read(sscanf(text, "[%d,%d,%d]", &state, &h, &v) - 1, h, v);
+    int numbers = sscanf(text, "[%d,%d,%d]", &state, &h, &v) - 1;
+    kit_position_read(numbers, h, v);
     publish_position(state, h, v, seq);
     publish_time();
 }

@@ -90,7 +90,8 @@ void notify_motor(const char *value)
     int h = shared(motor_position_h).load();
     int v = shared(motor_position_v).load();
     if (value) {
-        kit_position_read(sscanf(value, "[%d,%d]", &h, &v), h, v);
+        int numbers = sscanf(value, "[%d,%d]", &h, &v);
+        kit_position_read(numbers, h, v);
         log_debug("motor h:%d, v:%d\n", h, v);
         text_copy(position, sizeof position, value);
     } else {

@@ -48,7 +48,7 @@ void register_key(int sock)
 }
 
 // Two small sends in a row would wait for a delayed acknowledgement without TCP_NODELAY; a client that does
-// not read must not hold the loop.
+// not accept or read must not hold the loop.
 static void tune_socket(int sock)
 {
     int on = 1;
@@ -63,6 +63,7 @@ int32_t otd_connect(void)
         log_err("Create socket error: %s\n", strerror(errno));
         return -1;
     }
+    tune_socket(sock);
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_port = htons(otd_port);
@@ -72,7 +73,6 @@ int32_t otd_connect(void)
         close(sock);
         return -1;
     }
-    tune_socket(sock);
     register_key(sock);
     return sock;
 }

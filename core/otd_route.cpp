@@ -27,9 +27,10 @@ int spec_did_match(const char *text, int)
     if (!parsed || !json_object_object_get_ex(parsed.get(), "did", &member))
         return 0;
     const char *value = json_object_get_string(member);
-    char did[did_size] = {};
-    if (value)
-        text_copy(did, sizeof did, value);
+    if (!value)
+        return 0;
+    char did[did_size];
+    text_copy(did, sizeof did, value);
     log_debug("-------------->>>specdid : %s\n", did);
     return text_equal(did, g_did) ? 1 : 0;
 }
@@ -70,25 +71,41 @@ static char *copy_message(const char *start, size_t length)
     return copy;
 }
 
+// One tokener serves every block, since making one costs as much as a tenth of a request. NULL: memory ran
+// out.
+static json_tokener *fresh_tokener(void)
+{
+    static json_tokener *tokener = nullptr;
+    if (!tokener)
+        tokener = json_tokener_new();
+    if (tokener)
+        json_tokener_reset(tokener);
+    return tokener;
+}
+
 // The first value of the block decides whether it is JSON at all. It is parsed here once; only a block that
 // fails, or holds less than one whole value, is looked at again the way that logs.
 int otd_recv_handler_block(int sock, const char *data, int len)
 {
     log_debug("%s(), sockfd: %d, msg: %.*s, length: %d bytes\n", __func__, sock, len, data, len);
-    tokener_ptr tokener(json_tokener_new());
+    json_tokener *tokener = fresh_tokener();
+    if (!tokener) {
+        log_warning("%s(), malloc error\n", __func__);
+        return -1;
+    }
     int consumed = 0;
     int32_t id = 0; // kept from message to message
-    while (tokener && consumed < len) {
+    while (consumed < len) {
         const char *start = data + consumed;
         int left = len - consumed;
-        json_ptr value(json_tokener_parse_ex(tokener.get(), start, left));
+        json_ptr value(json_tokener_parse_ex(tokener, start, left));
         if (!value) {
             if (consumed == 0 && json_verify(data) != 0)
                 return -1;
             log_warning("%s(), token parse error msg: %.*s, length: %d bytes\n", __func__, left, start, left);
             return consumed;
         }
-        size_t length = json_tokener_get_parse_end(tokener.get());
+        size_t length = json_tokener_get_parse_end(tokener);
         text_ptr copy(copy_message(start, length));
         if (!copy) {
             log_warning("%s(), malloc error\n", __func__);
@@ -98,5 +115,5 @@ int otd_recv_handler_block(int sock, const char *data, int len)
             return -1;
         consumed += static_cast<int>(length);
     }
-    return tokener ? consumed : -1;
+    return consumed;
 }

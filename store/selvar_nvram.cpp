@@ -29,6 +29,8 @@ int selvar_nvram_init(selvar_notify callback)
 {
     lock_guard held(selvar_lock);
     selvar_callback_set(callback);
+    if (handle) // one whose descriptor could not be polled counted as down and was never closed
+        libselvar_close(handle);
     handle = libselvar_config_open(0);
     if (!handle) {
         log_err("libselvar_open faild.\n");
@@ -36,11 +38,6 @@ int selvar_nvram_init(selvar_notify callback)
     }
     libselvar_handle_other(handle);
     int fd = libselvar_client_fd(handle);
-    if (fd < 1) {
-        libselvar_close(handle);
-        handle = nullptr;
-        return -1;
-    }
     log_debug("selvar fd is %d\n", fd);
     return fd;
 }

@@ -18,14 +18,6 @@ struct json_put {
 };
 using json_ptr = std::unique_ptr<json_object, json_put>; // owns exactly one reference
 
-struct tokener_free {
-    void operator()(json_tokener *tokener) const
-    {
-        json_tokener_free(tokener);
-    }
-};
-using tokener_ptr = std::unique_ptr<json_tokener, tokener_free>;
-
 struct heap_free {
     void operator()(void *memory) const
     {

@@ -88,18 +88,15 @@ static bool handle_entry(int index)
 void loop_run(void)
 {
     const sigset_t open = open_mask();
-    int ready = 1;
     while (kit.exiting != 1) {
-        if (ready > 0) // a wait that ran out has delivered what there was
-            serve_pending_sigint(open);
-        ready = ppoll(kit.pollfds, static_cast<nfds_t>(kit.nfds), &wait_time, &open);
+        serve_pending_sigint(open);
+        int ready = ppoll(kit.pollfds, static_cast<nfds_t>(kit.nfds), &wait_time, &open);
         if (ready < 0) {
             perror("poll");
             return;
         }
-        int left = ready;
-        for (int i = 0; i < kit.nfds && left > 0; i++)
+        for (int i = 0; i < kit.nfds && ready > 0; i++)
             if (handle_entry(i))
-                left--;
+                ready--;
     }
 }

@@ -176,11 +176,7 @@ struct command_row {
 };
 
 static constexpr command_row rows[] = {
-    {"get",    get  },
-    { "set",   set  },
-    { "unset", unset},
-    { "list",  list },
-    { "reset", reset},
+    { "get", get }, { "set", set }, { "unset", unset }, { "list", list }, { "reset", reset },
 };
 
 json_object *commands_answer(const char *command, json_object *arguments)

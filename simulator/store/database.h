@@ -14,8 +14,7 @@
 enum class database_start {
     opened,
     created,  // there was none: it holds the factory defaults
-    replaced, // a damaged one was set aside: it holds the factory defaults; text is a sentence for the
-              // journal
+    replaced, // a damaged one was set aside, now as created; text is a sentence for the journal
     failed    // text is a sentence that says what to do
 };
 

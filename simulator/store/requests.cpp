@@ -103,13 +103,13 @@ static void tell_present_value(client &sender, const wire_message &request)
 }
 
 static constexpr request_row rows[] = {
-    {wire_kind::get,      false, get,         nullptr           },
-    { wire_kind::set,     true,  set,         tell_watchers     },
-    { wire_kind::unset,   true,  unset,       tell_watchers     },
-    { wire_kind::watch,   true,  start_watch, tell_present_value},
-    { wire_kind::unwatch, true,  end_watch,   nullptr           },
-    { wire_kind::other,   true,  other,       tell_everything   },
-    { wire_kind::sync,    true,  sync,        nullptr           },
+    { wire_kind::get, false, get, nullptr },
+    { wire_kind::set, true, set, tell_watchers },
+    { wire_kind::unset, true, unset, tell_watchers },
+    { wire_kind::watch, true, start_watch, tell_present_value },
+    { wire_kind::unwatch, true, end_watch, nullptr },
+    { wire_kind::other, true, other, tell_everything },
+    { wire_kind::sync, true, sync, nullptr },
 };
 
 static bool take_hello(client &sender, const wire_message &request)

@@ -23,6 +23,8 @@ struct frame_head {
     uint8_t spare[6];
 };
 
+static_assert(sizeof(frame_head) == 24);
+
 constexpr size_t space_max = UINT8_MAX;
 constexpr size_t frame_max = sizeof(frame_head) + space_max + wire_key_max + wire_value_max;
 constexpr size_t read_step = 64 * 1024;

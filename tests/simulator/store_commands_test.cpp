@@ -117,33 +117,47 @@ STORY(store_commands, list_gives_everything_sorted)
     EXPECT_EQ(camera.answer(R"({"do":"store.list","space":"mem"})"), R"({"done":{"keys":[)" + mem + "]}}");
 }
 
-STORY(store_commands, what_cannot_be_done_is_refused_with_one_sentence)
+static void expect_refused(commanded_store &camera, const std::string &command, const std::string &sentence)
+{
+    const json_ptr wanted = json_of("refused", sentence);
+    EXPECT_EQ(camera.answer(command), json_text(wanted.get())) << command;
+}
+
+STORY(store_commands, a_member_that_is_missing_or_no_text_is_refused_by_name)
 {
     commanded_store camera;
-    const std::vector<std::pair<std::string, std::string>> refusals = {
-        {R"({"do":"store.get","key":"power"})",                                        R"(a \"space\" is missing, give it as a text)"},
-        { R"({"do":"store.get","space":"nvram"})",                                     R"(a \"key\" is missing, give it as a text)"  },
-        { R"({"do":"store.get","space":7,"key":"power"})",                             R"(a \"space\" is missing, give it as a text)"},
-        { R"({"do":"store.get","space":"attic","key":"power"})",
-         R"(there is no namespace \"attic\", take \"nvram\" or \"mem\")"                                                             },
-        { R"({"do":"store.set","space":"nvram","key":"","value":"x"})",
-         "a key has 1 to 1024 bytes and no NUL among them"                                                                           },
-        { R"({"do":"store.set","space":"nvram","key":"power"})",
-         R"(a \"value\" is missing, give it as a text, or as a number with \"type\":5)"                                              },
-        { R"({"do":"store.set","space":"nvram","key":"power","value":7})",
-         R"(a \"value\" is missing, give it as a text, or as a number with \"type\":5)"                                              },
-        { R"({"do":"store.set","space":"nvram","key":"power","value":"7","type":2})",
-         R"(\"type\" is 1 for a text or 5 for a number)"                                                                             },
-        { R"({"do":"store.set","space":"nvram","key":"power","value":"-7","type":5})",
-         "a value of type 1 is a text of at most 1048576 bytes, one of type 5 a number from 0 to "
-         "18446744073709551615"                                                                                                      },
-        { R"({"do":"store.list","space":"attic"})",
-         R"(there is no namespace \"attic\", take \"nvram\" or \"mem\")"                                                             },
-        { R"({"do":"store.polish"})",
-         R"(there is no command \"store.polish\", take store.get, store.set, store.unset, store.list or store.reset)"                },
-    };
-    for (const auto &[command, sentence] : refusals)
-        EXPECT_EQ(camera.answer(command), R"({"refused":")" + sentence + "\"}") << command;
+    const char *no_space = "a \"space\" is missing, give it as a text";
+    const char *no_value = "a \"value\" is missing, give it as a text, or as a number with \"type\":5";
+    expect_refused(camera, R"({"do":"store.get","key":"power"})", no_space);
+    expect_refused(camera, R"({"do":"store.get","space":7,"key":"power"})", no_space);
+    expect_refused(camera, R"({"do":"store.get","space":"nvram"})",
+                   "a \"key\" is missing, give it as a text");
+    expect_refused(camera, R"({"do":"store.set","space":"nvram","key":"power"})", no_value);
+    expect_refused(camera, R"({"do":"store.set","space":"nvram","key":"power","value":7})", no_value);
+}
+
+STORY(store_commands, what_a_key_or_a_value_cannot_be_is_refused)
+{
+    commanded_store camera;
+    const char *no_attic = "there is no namespace \"attic\", take \"nvram\" or \"mem\"";
+    expect_refused(camera, R"({"do":"store.get","space":"attic","key":"power"})", no_attic);
+    expect_refused(camera, R"({"do":"store.list","space":"attic"})", no_attic);
+    expect_refused(camera, R"({"do":"store.set","space":"nvram","key":"","value":"x"})",
+                   "a key has 1 to 1024 bytes and no NUL among them");
+    expect_refused(camera, R"({"do":"store.set","space":"nvram","key":"power","value":"7","type":2})",
+                   "\"type\" is 1 for a text or 5 for a number");
+    expect_refused(camera, R"({"do":"store.set","space":"nvram","key":"power","value":"-7","type":5})",
+                   "a value of type 1 is a text of at most 1048576 bytes, one of type 5 a number from 0 to "
+                   "18446744073709551615");
+}
+
+STORY(store_commands, an_unknown_command_is_refused_with_those_there_are)
+{
+    commanded_store camera;
+    expect_refused(
+        camera, R"({"do":"store.polish"})",
+        "there is no command \"store.polish\", take store.get, store.set, store.unset, store.list or "
+        "store.reset");
 }
 
 STORY(store_commands, it_serves_its_clients_without_stage)

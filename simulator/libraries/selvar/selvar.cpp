@@ -87,17 +87,23 @@ static void deliver_notification(selvar_handle *handle, wire_message message)
 
 // A registration has no reply of its own: its success is the first notification, a refusal comes in the place
 // of one.
-static void deliver(selvar_handle *handle, wire_message message)
+static void deliver_reply(selvar_handle *handle, wire_message message)
 {
     expected taken;
-    if (message.kind == wire_kind::notification)
-        deliver_notification(handle, std::move(message));
-    else if (!take_expected(handle, message.id, taken))
+    if (!take_expected(handle, message.id, taken))
         return; // its time was over
-    else if (message.kind != wire_kind::watch)
+    if (message.kind != wire_kind::watch)
         run(handle, taken.reply, std::move(message));
     else if (message.status != wire_status::done)
         deliver_notification(handle, std::move(message));
+}
+
+static void deliver(selvar_handle *handle, wire_message message)
+{
+    if (message.kind == wire_kind::notification)
+        deliver_notification(handle, std::move(message));
+    else
+        deliver_reply(handle, std::move(message));
 }
 
 static void time_out(selvar_handle *handle, uint64_t id)

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// store_process.h - the store service as a program of its own in the run folder of a story. It dies with the story.
+// store_process.h - the store service as a program of its own in the run folder of a story. It dies with the
+// story.
 #pragma once
 
 #include "harness.h"
@@ -45,7 +46,8 @@ inline store_process store_launch()
         return { pid };
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     setenv("CAMERA_WHO", "store", 1);
-    execl(CAMERA_PROGRAMS "/store", "store", "--database", database.c_str(), "--defaults", defaults.c_str(), nullptr);
+    execl(CAMERA_PROGRAMS "/store", "store", "--database", database.c_str(), "--defaults", defaults.c_str(),
+          nullptr);
     _exit(127);
 }
 

@@ -19,7 +19,7 @@
 #include <cstring>
 #include <deque>
 
-static constexpr int longest_start_ms = 10'000;
+static constexpr int longest_start_ms = 20'000;
 static constexpr int longest_stop_ms = 10'000;
 static constexpr int look_ms = 100; // how often the sandbox is looked at while nothing is written
 
@@ -41,8 +41,13 @@ int check_system(const ctl_request &request)
 int run_tests(const ctl_request &request)
 {
     const std::string script = request.where.source + "/camera";
-    const char *name = request.arguments.empty() ? nullptr : request.arguments[0].c_str();
-    execl(script.c_str(), script.c_str(), "test", name, nullptr);
+    std::vector<const char *> line = { script.c_str(), "test" };
+    for (const std::string &name : request.arguments)
+        line.push_back(name.c_str());
+    if (request.options.json)
+        line.push_back("--json");
+    line.push_back(nullptr);
+    execv(script.c_str(), const_cast<char *const *>(line.data()));
     return say_could_not(request, "cannot run " + script + ": " + strerror(errno));
 }
 

@@ -26,6 +26,8 @@ expect 0 "./camera run " run --help
 expect 2 "nothing is built yet; ./camera run does it" status
 expect 2 'There is no preset "gold"' run --preset gold
 expect 2 'There is no preset "gold"' run --preset=gold
+expect 2 '"leds" needs a camera' leds --name run
+expect 2 '"test" takes one NAME' test one two
 
 # A Debian in which nothing is installed, and somebody who may not install.
 mkdir bin

@@ -25,11 +25,16 @@ static struct {
     sqlite3 *handle = nullptr;
     sqlite3_stmt *set = nullptr;
     sqlite3_stmt *unset = nullptr;
+    std::string trouble; // the last one, empty after a change that was written
 } database;
 
-static bool complain(const char *what)
+// Says the same only once until a change succeeds: a full disk refuses one after the other.
+static bool complain(const std::string &what)
 {
-    fprintf(stderr, "store: %s: %s: %s\n", database.file.c_str(), what, sqlite3_errmsg(database.handle));
+    const std::string trouble = what + ": " + sqlite3_errmsg(database.handle);
+    if (trouble != database.trouble)
+        fprintf(stderr, "store: %s: %s\n", database.file.c_str(), trouble.c_str());
+    database.trouble = trouble;
     return false;
 }
 
@@ -82,7 +87,9 @@ static bool bind(sqlite3_stmt *statement, int place, const std::string &text)
 static bool finish(sqlite3_stmt *statement, bool bound)
 {
     const bool done = bound && sqlite3_step(statement) == SQLITE_DONE;
-    if (!done)
+    if (done)
+        database.trouble.clear();
+    else
         complain("a change was not written");
     sqlite3_reset(statement);
     sqlite3_clear_bindings(statement);

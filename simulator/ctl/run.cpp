@@ -23,6 +23,8 @@ static constexpr int longest_start_ms = 20'000;
 static constexpr int longest_stop_ms = 10'000;
 static constexpr int look_ms = 100; // how often the sandbox is looked at while nothing is written
 
+static constexpr int endings[] = { SIGINT, SIGTERM, SIGHUP };
+
 static volatile sig_atomic_t interrupts;
 
 static void on_interrupt(int)
@@ -51,20 +53,25 @@ int run_tests(const ctl_request &request)
     return say_could_not(request, "cannot run " + script + ": " + strerror(errno));
 }
 
-// Makes the folders and takes the lock, which is returned; -1 and a sentence.
-static int prepare(const ctl_request &request, std::string &reason)
+// Makes the folders and takes the lock, which is returned; -1: what is in the way was said, status is the
+// exit status.
+static int prepare(const ctl_request &request, int &status)
 {
+    std::string reason;
     const place &where = request.where;
-    if (!place_make_run(where, reason) || !place_make_state(where, reason))
+    if (!place_make_run(where, reason) || !place_make_state(where, reason)) {
+        status = say_could_not(request, reason);
         return -1;
+    }
     const int lock = place_lock(where);
     if (lock < 0) {
-        reason = "camera \"" + where.name + "\" runs already; ./camera stop" + place_name_option(where.name) +
-                 " stops it";
+        status = say_refused(request, "camera \"" + where.name + "\" runs already; ./camera stop" +
+                                          place_name_option(where.name) + " stops it");
         return -1;
     }
     reason = sandbox_trouble(where);
     if (!reason.empty()) {
+        status = say_could_not(request, reason);
         close(lock);
         return -1;
     }
@@ -103,15 +110,22 @@ static int wait_for(pid_t pid)
 }
 
 // Leaves a process behind that holds the lock and is the sandbox's parent; its end is the camera's.
-static pid_t start_keeper(const ctl_request &request)
+static pid_t start_keeper(const ctl_request &request, int lock)
 {
+    constexpr int first_free = STDERR_FILENO + 1;
     const pid_t keeper = fork();
     if (keeper != 0)
         return keeper;
     setsid();
+    for (const int signal : endings)
+        std::signal(signal, SIG_DFL);
     const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
     for (const int fd : { STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO })
         dup2(nothing, fd);
+    // Nothing but the lock stays open for as long as the camera runs.
+    if (lock != first_free)
+        dup3(lock, first_free, O_CLOEXEC);
+    close_range(first_free + 1, ~0U, 0);
     if (chdir("/") != 0)
         _exit(ctl_could_not);
     const pid_t sandbox = start_sandbox(request);
@@ -244,7 +258,7 @@ static void watch_for_interrupts()
 {
     struct sigaction action = {};
     action.sa_handler = on_interrupt;
-    for (const int signal : { SIGINT, SIGTERM, SIGHUP })
+    for (const int signal : endings)
         sigaction(signal, &action, nullptr);
 }
 
@@ -272,10 +286,10 @@ int run_camera(const ctl_request &request)
     if (!request.options.preset.empty() && !request.where.build.ends_with("/" + request.options.preset))
         return run_preset(request);
     const int64_t started_ms = host_time_ms();
-    std::string reason;
-    const int lock = prepare(request, reason);
+    int status = ctl_done;
+    const int lock = prepare(request, status);
     if (lock < 0)
-        return say_could_not(request, reason);
+        return status;
     watch_for_interrupts();
     journal_reader journal;
     start_watch watch;
@@ -283,15 +297,15 @@ int run_camera(const ctl_request &request)
     journal_reader_open(journal, request.where.run, false);
 
     const bool detach = request.options.detach;
-    const pid_t pid = detach ? start_keeper(request) : start_sandbox(request);
+    const pid_t pid = detach ? start_keeper(request, lock) : start_sandbox(request);
     if (detach)
         close(lock); // the keeper has it
     if (!wait_until_up(pid, journal, watch)) {
-        const int status = say_not_up(request, watch);
+        status = say_not_up(request, watch);
         if (pid > 0 && !watch.over && kill(pid, SIGKILL) == 0)
             wait_for(pid);
         return status;
     }
-    const int status = say_up(request, watch, started_ms);
+    status = say_up(request, watch, started_ms);
     return detach ? status : stay(request, pid, journal);
 }

@@ -60,39 +60,50 @@ static words walls()
     return line;
 }
 
-// A descriptor for bwrap to read content from; it stays open over exec.
-static std::string content(const char *text)
+// A command line, and the descriptors that it names.
+struct sandbox_line {
+    words arguments;
+    std::vector<int> files;
+};
+
+// A file inside with this content, which bwrap reads from a descriptor.
+static void add_file(sandbox_line &line, const char *path, const char *text)
 {
-    const int fd = memfd_create("etc", 0);
+    const int fd = memfd_create(path, MFD_CLOEXEC);
     if (fd < 0 || write(fd, text, strlen(text)) < 0 || lseek(fd, 0, SEEK_SET) != 0)
-        return "-1";
-    return std::to_string(fd);
+        return;
+    line.files.push_back(fd);
+    line.arguments.insert(line.arguments.end(), { "--file", std::to_string(fd), path });
 }
 
-static words camera_line(const place &where, const words &stage_arguments)
+static sandbox_line camera_line(const place &where, const words &stage_arguments)
 {
-    words line = walls();
-    line.insert(line.end(),
-                { "--hostname",  where.name,  "--dir",        "/etc",       "--file",      content(passwd),
-                  "/etc/passwd", "--file",    content(group), "/etc/group", "--bind",      where.run,
-                  "/run/camera", "--bind",    where.state,    "/state",     "--ro-bind",   where.build,
-                  "/camera",     "--tmpfs",   "/mnt/data",    "--tmpfs",    "/mnt/sdcard", "--chdir",
-                  "/",           "--clearenv" });
+    sandbox_line line{ walls(), {} };
+    words &all = line.arguments;
+    all.insert(all.end(), { "--hostname", where.name, "--dir", "/etc" });
+    add_file(line, "/etc/passwd", passwd);
+    add_file(line, "/etc/group", group);
+    all.insert(all.end(), { "--bind", where.run, "/run/camera", "--bind", where.state, "/state", "--ro-bind",
+                            where.build, "/camera", "--tmpfs", "/mnt/data", "--tmpfs", "/mnt/sdcard",
+                            "--chdir", "/", "--clearenv" });
     for (const auto &[name, value] : environment)
-        line.insert(line.end(), { "--setenv", name, value });
-    line.emplace_back("/camera/simulator/stage");
-    line.insert(line.end(), stage_arguments.begin(), stage_arguments.end());
+        all.insert(all.end(), { "--setenv", name, value });
+    all.emplace_back("/camera/simulator/stage");
+    all.insert(all.end(), stage_arguments.begin(), stage_arguments.end());
     return line;
 }
 
-// In the child: a group of its own, so that a Ctrl-C reaches the tool alone, and the output where it was
-// asked for.
-[[noreturn]] static void become(const words &line, int output)
+// In the child: a session of its own, so that a Ctrl-C reaches the tool alone, the output where it was asked
+// for, and no descriptor of whoever called the tool.
+[[noreturn]] static void become(const sandbox_line &line, int output)
 {
     const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
     dup2(nothing, STDIN_FILENO);
     dup2(output, STDOUT_FILENO);
     dup2(output, STDERR_FILENO);
+    close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
+    for (const int fd : line.files)
+        fcntl(fd, F_SETFD, 0);
     setsid();
 #ifdef CAMERA_FIXED_ADDRESSES
     // ThreadSanitizer of this compiler cannot live with addresses as random as a newer kernel makes them.
@@ -102,7 +113,7 @@ static words camera_line(const place &where, const words &stage_arguments)
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
     std::vector<char *> arguments;
-    for (const std::string &word : line)
+    for (const std::string &word : line.arguments)
         arguments.push_back(const_cast<char *>(word.c_str()));
     arguments.push_back(nullptr);
     execvp(arguments[0], arguments.data());
@@ -110,11 +121,13 @@ static words camera_line(const place &where, const words &stage_arguments)
     _exit(127);
 }
 
-static pid_t start(const words &line, int output)
+static pid_t start(const sandbox_line &line, int output)
 {
     const pid_t pid = fork();
     if (pid == 0)
         become(line, output);
+    for (const int fd : line.files)
+        close(fd);
     return pid;
 }
 
@@ -167,8 +180,8 @@ static std::string read_all(int fd)
 std::string sandbox_trouble(const place &where)
 {
     const int output = memfd_create("words", MFD_CLOEXEC);
-    words line = walls();
-    line.insert(line.end(), { "--hostname", where.name, "/usr/bin/true" });
+    sandbox_line line{ walls(), {} };
+    line.arguments.insert(line.arguments.end(), { "--hostname", where.name, "/usr/bin/true" });
     const pid_t pid = start(line, output);
     int status = -1;
     while (pid > 0 && waitpid(pid, &status, 0) < 0 && errno == EINTR) {

@@ -80,7 +80,7 @@ TEST_F(two_cameras, cannot_have_the_same_name)
     const command_result second =
         camera_do(camera, { "run", "--detach", "--state", camera.folder + "/state" });
 
-    EXPECT_EQ(second.status, 2);
+    EXPECT_EQ(second.status, 1);
     EXPECT_EQ(second.err, "camera \"" + camera.name + "\" runs already; ./camera stop --name " + camera.name +
                               " stops it\n");
     EXPECT_EQ(camera_do(camera, { "status" }).status, 0);

@@ -175,17 +175,43 @@ STORY(a_client_that_leaves, does_no_harm_when_its_answer_comes)
     close_desk(desk);
 }
 
-STORY(a_client_that_leaves_at_once, has_its_commands_carried_out)
+STORY(a_client_that_leaves_at_once, has_all_its_commands_carried_out)
 {
     control_desk desk;
     open_desk(desk);
     control_link other;
     stage_desk_connect(desk, other);
-    stage_desk_send(other, R"({"do":"body.motor","operation":11,"value":"[1,2]","length":5})");
-    stage_desk_send(other, R"({"do":"body.led_priority","priority":3})");
+    constexpr int commands = 1000; // far more than are read at once
+    std::string lines;
+    for (int i = 1; i <= commands; i++)
+        lines += R"({"do":"body.led_priority","priority":)" + std::to_string(i) + "}\n";
+    lines.pop_back(); // the line end that stage_desk_send adds
+    stage_desk_send(other, lines);
     control_close(other);
-    EXPECT_TRUE(stage_desk_until(desk, [&] { return desk.camera.body.led_priority == 3; }));
-    EXPECT_EQ(desk.camera.body.h, 1);
+    EXPECT_TRUE(stage_desk_until(desk, [&] { return desk.camera.control.connections.size() == 1; }));
+    EXPECT_EQ(desk.camera.body.led_priority, commands);
+    close_desk(desk);
+}
+
+STORY(a_descriptor_that_nobody_asked_for, is_closed_with_its_connection)
+{
+    control_desk desk;
+    open_desk(desk);
+    control_link other;
+    stage_desk_connect(desk, other);
+    int ends[2] = {};
+    ASSERT_EQ(pipe(ends), 0);
+    const json_ptr command = json_of("do", "head");
+    for (int i = 0; i < 10; i++) {
+        ASSERT_TRUE(control_send(other, command.get(), ends[1]));
+        stage_desk_receive(desk, other);
+    }
+    close(ends[1]);
+    control_close(other);
+    ASSERT_TRUE(stage_desk_until(desk, [&] { return desk.camera.control.connections.size() == 1; }));
+    char byte = 0;
+    EXPECT_EQ(read(ends[0], &byte, 1), 0) << "no copy of the other end is left";
+    close(ends[0]);
     close_desk(desk);
 }
 
@@ -226,15 +252,31 @@ STORY(an_unknown_command, is_refused_with_the_nearest_name)
 
 STORY(a_line_that_is_no_command, is_refused_and_the_next_one_served)
 {
+    struct line {
+        std::string text;
+        const char *reason;
+    };
+    const char *no_object = "no JSON object";
+    const char *no_name = "the command's name";
+    const line lines[] = {
+        { "hello", no_object },
+        { "", no_object },
+        { "{", no_object },
+        { "[1]", no_object },
+        { "null", no_object },
+        { "\xff\xfe{\"do\":", no_object },
+        { std::string(10'000, '['), no_object },
+        { "{}", no_name },
+        { R"({"do":""})", no_name },
+        { R"({"do":7})", "no command" },
+        { R"({"do":{}})", "no command" },
+        { std::string("{\"do\":\"he\0ad\"}", 14), no_object },
+    };
     control_desk desk;
     open_desk(desk);
-    const std::string deep(10000, '[');
-    const std::string nul("{\"do\":\"he\0ad\"}", 14);
-    for (const std::string &line :
-         { std::string("hello"), std::string(), std::string("{"), std::string("[1]"), std::string("null"),
-           std::string("{}"), std::string(R"({"do":7})"), std::string(R"({"do":{}})"),
-           std::string("\xff\xfe{\"do\":"), deep, nul }) {
-        EXPECT_PRED2(is_refusal, stage_desk_ask(desk, desk.client, line), "") << line.substr(0, 20);
+    for (const line &line : lines) {
+        EXPECT_PRED2(is_refusal, stage_desk_ask(desk, desk.client, line.text), line.reason)
+            << line.text.substr(0, 20);
         EXPECT_EQ(stage_desk_ask(desk, desk.client, R"({"do":"head"})"), R"({"done":{"h":50,"v":50}})");
     }
     close_desk(desk);
@@ -312,12 +354,19 @@ STORY(a_client_that_only_sends, gets_its_answers_before_it_is_closed)
 {
     control_desk desk;
     open_desk(desk);
+    control_link store;
     control_link other;
+    stage_desk_serve(desk, store, "store");
     stage_desk_connect(desk, other);
     stage_desk_send(other, R"({"do":"head"})");
+    stage_desk_send(other, R"({"do":"store.slow"})");
     shutdown(other.fd, SHUT_WR);
     EXPECT_EQ(stage_desk_receive(desk, other), R"({"done":{"h":50,"v":50}})");
+    EXPECT_EQ(stage_desk_receive(desk, store), R"({"do":"store.slow","tag":1})");
+    stage_desk_send(store, R"({"done":"slow","tag":1})");
+    EXPECT_EQ(stage_desk_receive(desk, other), R"({"done":"slow"})");
     EXPECT_EQ(stage_desk_receive(desk, other), "") << "then it is closed";
+    control_close(store);
     close_desk(desk);
 }
 

@@ -144,10 +144,7 @@ TEST_F(nobody_listens, a_socket_that_cannot_be_made_is_reported_with_the_systems
     EXPECT_EQ(story(), texts{ "err: Create socket error: Too many open files\n" });
 }
 
-static const module_method methods[] = {
-    {"get_lamp",  nullptr},
-    { "set_lamp", nullptr}
-};
+static const module_method methods[] = { { "get_lamp", nullptr }, { "set_lamp", nullptr } };
 static const struct module lamp = module_with_methods("lamp", methods, 2);
 static const struct module quiet = module_with_methods("quiet", nullptr, 3);
 
@@ -186,9 +183,7 @@ TEST_F(announcing, passes_over_a_module_without_a_method_list)
 TEST_F(announcing, cuts_an_announcement_to_127_characters)
 {
     const std::string name(200, 'x');
-    const module_method long_method[] = {
-        {name.c_str(), nullptr}
-    };
+    const module_method long_method[] = { { name.c_str(), nullptr } };
     module_in_table entered(module_with_methods("talkative", long_method, 1));
     register_key(cloud.daemon);
     EXPECT_EQ(sent_texts().back(), announcement(name).substr(0, 127));

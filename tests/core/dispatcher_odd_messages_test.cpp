@@ -215,10 +215,10 @@ static void note_second(const char *, int32_t, char *, const char *method, int32
 }
 
 static const module_method methods[] = {
-    {"get_lamp",   note_and_answer},
-    { "local.did", note_and_answer},
-    { "get_prop",  note_and_answer},
-    { "get_lamp",  note_second    },
+    { "get_lamp", note_and_answer },
+    { "local.did", note_and_answer },
+    { "get_prop", note_and_answer },
+    { "get_lamp", note_second },
 };
 
 struct module_methods : odd_messages {

@@ -94,10 +94,7 @@ TEST_F(loop, ends_when_the_wait_fails)
 
 TEST_F(loop, waits_again_when_nothing_is_ready)
 {
-    runs({
-        {{},  0},
-        { {}, 0}
-    });
+    runs({ { {}, 0 }, { {}, 0 } });
     EXPECT_EQ(waits, 3);
     EXPECT_EQ(happened(), texts{});
 }
@@ -121,9 +118,7 @@ TEST_F(loop, waits_for_the_used_entries_and_a_tenth_of_a_second)
 TEST_F(loop, does_not_wait_when_it_is_to_end)
 {
     kit.exiting = 1;
-    runs({
-        {{}, 0}
-    });
+    runs({ { {}, 0 } });
     EXPECT_EQ(waits, 0);
 }
 
@@ -131,9 +126,7 @@ TEST_F(loop, hands_the_cloud_socket_to_the_link)
 {
     has_entries({ kit.otd_sock });
     cloud.writes(R"({"id":7,"method":"local.did","params":5})");
-    runs({
-        {{ POLLIN }, 1}
-    });
+    runs({ { { POLLIN }, 1 } });
     EXPECT_TRUE(logged("err: kivo_did = 5\n"));
 }
 
@@ -141,27 +134,21 @@ TEST_F(loop, hands_the_timer_to_the_tick)
 {
     kit.otd_sock = 0; // so that a tick shows
     has_entries({ kit.timer_fd });
-    runs({
-        {{ POLLIN }, 1}
-    });
+    runs({ { { POLLIN }, 1 } });
     EXPECT_TRUE(ticked());
 }
 
 TEST_F(loop, hands_the_store_descriptor_to_the_store)
 {
     has_entries({ kit.mc_fd });
-    runs({
-        {{ POLLIN }, 1}
-    });
+    runs({ { { POLLIN }, 1 } });
     EXPECT_TRUE(store_served());
 }
 
 TEST_F(loop, leaves_an_unknown_readable_descriptor_alone_but_counts_it)
 {
     has_entries({ 300, kit.mc_fd });
-    runs({
-        {{ POLLIN, POLLIN }, 1}
-    });
+    runs({ { { POLLIN, POLLIN }, 1 } });
     EXPECT_EQ(happened(), texts{});
     EXPECT_EQ(kit.nfds, 2);
 }
@@ -170,9 +157,7 @@ TEST_F(loop, stops_looking_when_all_that_is_ready_was_handled)
 {
     kit.otd_sock = 0;
     has_entries({ kit.mc_fd, kit.timer_fd });
-    runs({
-        {{ POLLIN, POLLIN }, 1}
-    });
+    runs({ { { POLLIN, POLLIN }, 1 } });
     EXPECT_TRUE(store_served());
     EXPECT_FALSE(ticked());
 }
@@ -180,9 +165,7 @@ TEST_F(loop, stops_looking_when_all_that_is_ready_was_handled)
 TEST_F(loop, passes_over_entries_without_events_and_does_not_count_them)
 {
     has_entries({ 300, 301, kit.mc_fd });
-    runs({
-        {{ 0, POLLPRI, POLLIN }, 1}
-    });
+    runs({ { { 0, POLLPRI, POLLIN }, 1 } });
     EXPECT_TRUE(store_served());
 }
 
@@ -190,36 +173,28 @@ TEST_F(loop, handles_several_in_one_pass)
 {
     cloud.writes(R"({"id":7,"method":"local.did","params":5})");
     has_entries({ kit.otd_sock, kit.mc_fd });
-    runs({
-        {{ POLLIN, POLLIN }, 2}
-    });
+    runs({ { { POLLIN, POLLIN }, 2 } });
     EXPECT_TRUE(in_order({ "err: kivo_did = 5\n", "libselvar_xhandle_response()" }));
 }
 
 TEST_F(loop, logs_a_writable_cloud_socket_and_counts_it)
 {
     has_entries({ kit.otd_sock, kit.mc_fd });
-    runs({
-        {{ POLLOUT, POLLIN }, 1}
-    });
+    runs({ { { POLLOUT, POLLIN }, 1 } });
     EXPECT_EQ(happened(), texts{ "info: POLLOUT fd: " + std::to_string(kit.otd_sock) + "\n" });
 }
 
 TEST_F(loop, says_nothing_of_another_writable_descriptor_but_counts_it)
 {
     has_entries({ 300, kit.mc_fd });
-    runs({
-        {{ POLLOUT, POLLIN }, 1}
-    });
+    runs({ { { POLLOUT, POLLIN }, 1 } });
     EXPECT_EQ(happened(), texts{});
 }
 
 TEST_F(loop, reads_what_is_readable_before_it_minds_an_error)
 {
     has_entries({ kit.mc_fd });
-    runs({
-        {{ POLLIN | POLLHUP }, 1}
-    });
+    runs({ { { POLLIN | POLLHUP }, 1 } });
     EXPECT_EQ(happened(), texts{ "libselvar_xhandle_response()" });
     EXPECT_GT(kit.mc_fd, 0);
 }
@@ -227,9 +202,7 @@ TEST_F(loop, reads_what_is_readable_before_it_minds_an_error)
 TEST_F(loop, minds_a_writable_descriptor_before_an_error)
 {
     has_entries({ kit.mc_fd });
-    runs({
-        {{ POLLOUT | POLLERR }, 1}
-    });
+    runs({ { { POLLOUT | POLLERR }, 1 } });
     EXPECT_EQ(happened(), texts{});
     EXPECT_GT(kit.mc_fd, 0);
 }
@@ -247,9 +220,7 @@ TEST_P(broken_link, to_the_cloud_is_closed)
     int socket = kit.otd_sock;
     has_entries({ 300, socket });
     watch_close(socket);
-    runs({
-        {{ 0, GetParam().revents }, 1}
-    });
+    runs({ { { 0, GetParam().revents }, 1 } });
     EXPECT_EQ(happened(),
               (texts{ broken(1, socket, GetParam().shown), "close(" + std::to_string(socket) + ")" }));
     EXPECT_EQ(kit.otd_sock, 0);
@@ -259,9 +230,7 @@ TEST_P(broken_link, to_the_cloud_is_closed)
 TEST_P(broken_link, to_the_store_is_closed)
 {
     has_entries({ kit.mc_fd });
-    runs({
-        {{ GetParam().revents }, 1}
-    });
+    runs({ { { GetParam().revents }, 1 } });
     EXPECT_EQ(happened(), (texts{ broken(0, 40, GetParam().shown), "libselvar_close()" }));
     EXPECT_EQ(kit.mc_fd, 0);
     EXPECT_EQ(kit.nfds, 0);
@@ -272,9 +241,7 @@ TEST_P(broken_link, of_nobody_is_closed_and_removed)
     int foreign = dup(STDERR_FILENO);
     watch_close(foreign);
     has_entries({ kit.timer_fd, foreign, kit.mc_fd });
-    runs({
-        {{ 0, GetParam().revents, 0 }, 1}
-    });
+    runs({ { { 0, GetParam().revents, 0 }, 1 } });
     EXPECT_EQ(happened(),
               (texts{ broken(1, foreign, GetParam().shown), "close(" + std::to_string(foreign) + ")" }));
     EXPECT_EQ(kit.nfds, 2);
@@ -312,9 +279,7 @@ TEST_F(loop, closes_the_timer_like_any_descriptor_of_nobody)
     int broken_timer = kit.timer_fd;
     watch_close(broken_timer);
     has_entries({ broken_timer });
-    runs({
-        {{ POLLNVAL }, 1}
-    });
+    runs({ { { POLLNVAL }, 1 } });
     EXPECT_TRUE(called("close(" + std::to_string(broken_timer) + ")"));
     EXPECT_EQ(kit.nfds, 0);
     kit.timer_fd = timer;
@@ -324,9 +289,7 @@ TEST_F(loop, compares_a_descriptor_with_the_record_as_it_is_when_its_turn_comes)
 {
     has_entries({ kit.otd_sock, 300, kit.mc_fd });
     cloud.hangs_up();
-    runs({
-        {{ POLLIN, 0, POLLIN }, 2}
-    });
+    runs({ { { POLLIN, 0, POLLIN }, 2 } });
     EXPECT_EQ(kit.otd_sock, 0);
     EXPECT_TRUE(store_served()) << "it has moved from place 2 to place 1, which is looked at next";
 }

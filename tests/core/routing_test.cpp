@@ -3,6 +3,7 @@
 #include "core/otd_link.h"
 
 #include "fakes/daemon_desk.h"
+#include "fakes/memory.h"
 
 struct routing : daemon_desk {
     int block(const std::string &data)
@@ -69,6 +70,17 @@ TEST_F(routing, a_line_end_belongs_to_the_message_before_it)
     EXPECT_TRUE(in_order({ "debug: msg_dispatcher, msg: {\"id\":7}\n, strlen: 9, len: 9\n",
                            "debug: msg_dispatcher, msg: {\"id\":8}\r\n, strlen: 10, len: 10\n" }));
     EXPECT_FALSE(log_mentions("token parse error"));
+}
+
+TEST_F(routing, a_message_that_finds_no_memory_ends_its_block)
+{
+    allocation_fails(1);
+    EXPECT_EQ(block(R"({"id":7}{"id":8})"), -1);
+    EXPECT_TRUE(allocation_failed());
+    EXPECT_TRUE(logged("warning: otd_recv_handler_block(), malloc error\n"));
+    EXPECT_FALSE(log_mentions("msg_dispatcher"));
+
+    EXPECT_EQ(block(R"({"id":7})"), 8) << "the next block finds some";
 }
 
 struct bad_start : routing, testing::WithParamInterface<const char *> {};
@@ -198,21 +210,21 @@ TEST_P(device_id, matches_only_when_it_is_equal)
 }
 
 static const did_match did_matches[] = {
-    {"equal",               R"({"did":"123","siid":2})",         "123",                  1, "123"                },
-    { "different",          R"({"did":"124"})",                  "123",                  0, "124"                },
-    { "shorter",            R"({"did":"12"})",                   "123",                  0, "12"                 },
-    { "longer",             R"({"did":"1234"})",                 "123",                  0, "1234"               },
-    { "absent",             R"({"siid":2})",                     "123",                  0, ""                   },
-    { "no_json",            R"({"did")",                         "123",                  0, ""                   },
-    { "empty",              "",                                  "123",                  0, ""                   },
-    { "array",              R"(["did"])",                        "123",                  0, ""                   },
-    { "first_of_two",       R"({"did":"123"}{"did":"9"})",       "123",                  1, "123"                },
-    { "nineteen",           R"({"did":"1234567890123456789"})",  "1234567890123456789",  1, "1234567890123456789"},
-    { "cut_to_nineteen",    R"({"did":"12345678901234567890"})", "1234567890123456789",  1,
-     "1234567890123456789"                                                                                       },
+    { "equal", R"({"did":"123","siid":2})", "123", 1, "123" },
+    { "different", R"({"did":"124"})", "123", 0, "124" },
+    { "shorter", R"({"did":"12"})", "123", 0, "12" },
+    { "longer", R"({"did":"1234"})", "123", 0, "1234" },
+    { "absent", R"({"siid":2})", "123", 0, "" },
+    { "no_json", R"({"did")", "123", 0, "" },
+    { "empty", "", "123", 0, "" },
+    { "array", R"(["did"])", "123", 0, "" },
+    { "first_of_two", R"({"did":"123"}{"did":"9"})", "123", 1, "123" },
+    { "nineteen", R"({"did":"1234567890123456789"})", "1234567890123456789", 1, "1234567890123456789" },
+    { "cut_to_nineteen", R"({"did":"12345678901234567890"})", "1234567890123456789", 1,
+      "1234567890123456789" },
     { "twenty_never_match", R"({"did":"12345678901234567890"})", "12345678901234567890", 0,
-     "1234567890123456789"                                                                                       },
-    { "number",             R"({"did":123})",                    "123",                  1, "123"                },
+      "1234567890123456789" },
+    { "number", R"({"did":123})", "123", 1, "123" },
 };
 
 INSTANTIATE_TEST_SUITE_P(rows, device_id, testing::ValuesIn(did_matches),

@@ -104,10 +104,10 @@ struct handler_of_messages {
 };
 
 static const handler_of_messages handlers[] = {
-    {"local_handler_bind",             local_handler_bind           },
-    { "local_handler_time",            local_handler_time           },
-    { "local_handler_query_did",       local_handler_query_did      },
-    { "app_feedback_device_rpc_parse", app_feedback_device_rpc_parse},
+    { "local_handler_bind", local_handler_bind },
+    { "local_handler_time", local_handler_time },
+    { "local_handler_query_did", local_handler_query_did },
+    { "app_feedback_device_rpc_parse", app_feedback_device_rpc_parse },
 };
 
 struct malformed_message : local_messages, testing::WithParamInterface<handler_of_messages> {};
@@ -143,15 +143,15 @@ TEST_P(member_of_another_type, is_refused_without_a_line)
 }
 
 static const wrong_type wrong_types[] = {
-    {"bind_number",        local_handler_bind,      R"({"result":1})"           },
-    { "bind_array",        local_handler_bind,      R"({"result":["ok"]})"      },
-    { "bind_null",         local_handler_bind,      R"({"result":null})"        },
-    { "bind_ok_in_params", local_handler_bind,      R"({"params":"ok"})"        },
-    { "time_text",         local_handler_time,      R"({"params":"1700000000"})"},
-    { "time_double",       local_handler_time,      R"({"params":1700000000.0})"},
-    { "time_null",         local_handler_time,      R"({"params":null})"        },
-    { "did_text",          local_handler_query_did, R"({"params":"12345"})"     },
-    { "did_null",          local_handler_query_did, R"({"params":null})"        },
+    { "bind_number", local_handler_bind, R"({"result":1})" },
+    { "bind_array", local_handler_bind, R"({"result":["ok"]})" },
+    { "bind_null", local_handler_bind, R"({"result":null})" },
+    { "bind_ok_in_params", local_handler_bind, R"({"params":"ok"})" },
+    { "time_text", local_handler_time, R"({"params":"1700000000"})" },
+    { "time_double", local_handler_time, R"({"params":1700000000.0})" },
+    { "time_null", local_handler_time, R"({"params":null})" },
+    { "did_text", local_handler_query_did, R"({"params":"12345"})" },
+    { "did_null", local_handler_query_did, R"({"params":null})" },
 };
 
 INSTANTIATE_TEST_SUITE_P(messages, member_of_another_type, testing::ValuesIn(wrong_types),

@@ -12,11 +12,11 @@ struct setter {
 };
 
 static const setter setters[] = {
-    {"set_light",       set_light,      "light",      ""         },
-    { "set_flip",       set_flip,       "flip",       "time_flip"},
-    { "set_watermark",  set_watermark,  "watermark",  ""         },
-    { "set_wdr",        set_wdr,        "wdr",        "time_wdr" },
-    { "set_full_color", set_full_color, "full_color", ""         },
+    { "set_light", set_light, "light", "" },
+    { "set_flip", set_flip, "flip", "time_flip" },
+    { "set_watermark", set_watermark, "watermark", "" },
+    { "set_wdr", set_wdr, "wdr", "time_wdr" },
+    { "set_full_color", set_full_color, "full_color", "" },
 };
 
 static const char ok[] = R"({"id":7,"result":["OK"]})";

@@ -27,16 +27,16 @@ struct written_prop {
 static const char one[] = R"({ "id": 7, "result": 1 })";
 
 static const written_prop written[] = {
-    {"record_on",              "motion_record",           R"(["on"])",                        "on",                   one},
-    { "record_anything",       "motion_record",           R"(["whenever"])",                  "whenever",             one},
-    { "record_first_alone",    "motion_record",           R"(["stop","on"])",                 "stop",                 one},
-    { "record_number",         "motion_record",           "[2]",                              "2",                    one},
-    { "alarm",                 "motion_alarm",            "[1, 5, 0, 0, 0, 0, 5]",            "[1,5,0,0,0,0,5]",      one},
-    { "alarm_empty",           "motion_alarm",            "[ ]",                              "[]",                   one},
-    { "alarm_nested",          "motion_alarm",            R"([ { "a" : [ 1 , 2 ] } , "x" ])", R"([{"a":[1,2]},"x"])", one},
-    { "region",                "motion_region",           "[ 1, 3 ]",                         "[1,3]",                "" },
-    { "detection_on",          "motion_detection_enable", R"(["on"])",                        "on",                   "" },
-    { "detection_first_alone", "motion_detection_enable", R"(["off","on"])",                  "off",                  "" },
+    { "record_on", "motion_record", R"(["on"])", "on", one },
+    { "record_anything", "motion_record", R"(["whenever"])", "whenever", one },
+    { "record_first_alone", "motion_record", R"(["stop","on"])", "stop", one },
+    { "record_number", "motion_record", "[2]", "2", one },
+    { "alarm", "motion_alarm", "[1, 5, 0, 0, 0, 0, 5]", "[1,5,0,0,0,0,5]", one },
+    { "alarm_empty", "motion_alarm", "[ ]", "[]", one },
+    { "alarm_nested", "motion_alarm", R"([ { "a" : [ 1 , 2 ] } , "x" ])", R"([{"a":[1,2]},"x"])", one },
+    { "region", "motion_region", "[ 1, 3 ]", "[1,3]", "" },
+    { "detection_on", "motion_detection_enable", R"(["on"])", "on", "" },
+    { "detection_first_alone", "motion_detection_enable", R"(["off","on"])", "off", "" },
 };
 
 struct motion_write : motion_props, testing::WithParamInterface<written_prop> {};

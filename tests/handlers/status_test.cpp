@@ -57,16 +57,16 @@ TEST_P(local_status, takes_the_led_priority_when_power_and_light_are_on)
 }
 
 static const network_status statuses[] = {
-    {"ap_mode",             setup_blink, "ap_mode"         },
-    { "wifi_ap_mode",       setup_blink, "ap_mode"         },
-    { "sta_mode",           fast_blink,  "wifi_connecting" },
-    { "wifi_connecting",    fast_blink,  "wifi_connecting" },
-    { "wifi_connected",     slow_blink,  "wifi_connected"  },
-    { "internet_failed",    slow_blink,  "internet_failed" },
-    { "internet_connected", cloud_blink, "cloud_connecting"},
-    { "cloud_trying",       cloud_blink, "cloud_connecting"},
-    { "cloud_retry",        cloud_blink, "cloud_connecting"},
-    { "cloud_connected",    light_on,    "normal"          },
+    { "ap_mode", setup_blink, "ap_mode" },
+    { "wifi_ap_mode", setup_blink, "ap_mode" },
+    { "sta_mode", fast_blink, "wifi_connecting" },
+    { "wifi_connecting", fast_blink, "wifi_connecting" },
+    { "wifi_connected", slow_blink, "wifi_connected" },
+    { "internet_failed", slow_blink, "internet_failed" },
+    { "internet_connected", cloud_blink, "cloud_connecting" },
+    { "cloud_trying", cloud_blink, "cloud_connecting" },
+    { "cloud_retry", cloud_blink, "cloud_connecting" },
+    { "cloud_connected", light_on, "normal" },
 };
 
 INSTANTIATE_TEST_SUITE_P(rows, local_status, testing::ValuesIn(statuses),

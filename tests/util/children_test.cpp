@@ -2,6 +2,7 @@
 // Programs that are started and not waited for.
 #include "util/children.h"
 
+#include "fakes/memory.h"
 #include "fakes/system_calls.h"
 
 #include <sys/wait.h>
@@ -67,4 +68,13 @@ TEST_F(children_desk, a_child_of_another_is_left_to_it)
     int status = 0;
     EXPECT_EQ(waitpid(foreign, &status, 0), foreign);
     EXPECT_EQ(WEXITSTATUS(status), 5);
+}
+
+TEST_F(children_desk, a_child_that_could_not_be_remembered_is_not_started)
+{
+    allocation_fails(1);
+    EXPECT_EQ(child_start("/mnt/data/bin/some.sh"), -1);
+    EXPECT_TRUE(allocation_failed());
+    EXPECT_EQ(executed(), texts{});
+    EXPECT_FALSE(has_children());
 }

@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: MIT
+#include "fakes/memory.h"
+
+#include <dlfcn.h>
+#include <json-c/json.h>
+
+#include <cstddef>
+
+// Of one thread, so that nobody else's allocations count.
+static thread_local int left = 0;
+
+void allocation_fails(int nth)
+{
+    left = nth;
+}
+
+bool allocation_failed()
+{
+    bool failed = left == 0;
+    left = 0;
+    return failed;
+}
+
+static bool refused()
+{
+    if (left == 0)
+        return false;
+    left--;
+    return left == 0;
+}
+
+template <typename function> static function *real(const char *name)
+{
+    return reinterpret_cast<function *>(dlsym(RTLD_NEXT, name));
+}
+
+extern "C" {
+
+// The linker leads every malloc of the program's own objects here; the shared libraries keep theirs.
+void *__real_malloc(size_t size);
+void *__wrap_malloc(size_t size);
+
+void *__wrap_malloc(size_t size)
+{
+    return refused() ? nullptr : __real_malloc(size);
+}
+
+json_object *json_object_new_object(void)
+{
+    static auto *const make = real<json_object *()>("json_object_new_object");
+    return refused() ? nullptr : make();
+}
+
+json_object *json_object_new_array(void)
+{
+    static auto *const make = real<json_object *()>("json_object_new_array");
+    return refused() ? nullptr : make();
+}
+
+json_object *json_object_new_string(const char *text)
+{
+    static auto *const make = real<json_object *(const char *)>("json_object_new_string");
+    return refused() ? nullptr : make(text);
+}
+
+json_object *json_object_new_int(int32_t number)
+{
+    static auto *const make = real<json_object *(int32_t)>("json_object_new_int");
+    return refused() ? nullptr : make(number);
+}
+
+int json_object_object_add(json_object *object, const char *key, json_object *value)
+{
+    static auto *const add = real<int(json_object *, const char *, json_object *)>("json_object_object_add");
+    return refused() ? -1 : add(object, key, value);
+}
+
+int json_object_array_add(json_object *array, json_object *value)
+{
+    static auto *const add = real<int(json_object *, json_object *)>("json_object_array_add");
+    return refused() ? -1 : add(array, value);
+}
+
+const char *json_object_to_json_string_ext(json_object *object, int flags)
+{
+    static auto *const render = real<const char *(json_object *, int)>("json_object_to_json_string_ext");
+    return refused() ? nullptr : render(object, flags);
+}
+
+} // extern "C"

@@ -102,11 +102,14 @@ void connection_wait(selvar_handle *handle, int host_ms)
 
 void connection_free(selvar_handle *handle)
 {
-    const int64_t until_ms = host_time_ms() + close_patience_ms;
+    int64_t until_ms = host_time_ms() + close_patience_ms;
     while (!handle->gone && wire_waiting(handle->out) > 0 && host_time_ms() < until_ms) {
+        const size_t waiting = wire_waiting(handle->out);
         connection_wait(handle, static_cast<int>(close_patience_ms));
         connection_exchange(handle);
         handle->arrived.clear();
+        if (wire_waiting(handle->out) < waiting)
+            until_ms = host_time_ms() + close_patience_ms;
     }
     close_descriptors(handle);
     delete handle;

@@ -62,7 +62,7 @@ struct selvar_handle {
 // connection.cpp: bytes and descriptors; runs no callback.
 
 selvar_handle *connection_open();
-void connection_free(selvar_handle *handle); // goes on sending for a second at most
+void connection_free(selvar_handle *handle); // when all is sent, or the store has taken nothing for a second
 
 // False: the connection is gone, or the message is too long.
 bool connection_send(selvar_handle *handle, const wire_message &message);

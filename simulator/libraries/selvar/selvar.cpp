@@ -170,12 +170,10 @@ static uint64_t request(selvar_handle *handle, wire_message message, selvar_call
     const uint64_t id = ++handle->last_id;
     message.id = id;
     expected &entry = handle->expecting[id];
-    entry = {
-        reply,
-        timed_out,
-        0,
-        {.kind = message.kind, .id = id, .space = message.space, .key = message.key, .value = {}}
-    };
+    entry = { reply,
+              timed_out,
+              0,
+              { .kind = message.kind, .id = id, .space = message.space, .key = message.key, .value = {} } };
     if (timeout > 0) {
         entry.deadline_ns = clock_monotonic_ns() + timeout * ns_per_second;
         handle->deadlines.insert({ entry.deadline_ns, id });
@@ -296,12 +294,10 @@ bool libselvar_other(selvar_handle *handle, const char *command, const char *spa
     if (!command || !names_are_good(handle, space, group, named))
         return false;
     return request(handle,
-                   {
-                       .kind = wire_kind::other,
-                       .space = space,
-                       .key = named,
-                       .value = {wire_type::text, command}
-    },
+                   { .kind = wire_kind::other,
+                     .space = space,
+                     .key = named,
+                     .value = { wire_type::text, command } },
                    reply, timed_out, timeout) != 0;
 }
 

@@ -15,7 +15,7 @@ constexpr size_t most_unread_bytes = 4U << 20; // by a peer that does not read, 
 constexpr size_t busy_bytes = 256U << 10;      // so many unread, and a peer's commands wait
 constexpr size_t longest_line = 1U << 20;
 constexpr size_t most_connections = 200;
-constexpr size_t most_descriptors = 4; // that wait on one connection
+constexpr size_t most_descriptors = 2; // that wait on one connection
 constexpr int waiting_peers = 64;
 
 bool server_open(server &server, const std::string &path)

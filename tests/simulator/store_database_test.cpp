@@ -8,10 +8,8 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
-static const key_map factory = {
-    {"power",     { wire_type::text, "on" }},
-    { "language", { wire_type::text, "en" }}
-};
+static const key_map factory = { { "power", { wire_type::text, "on" } },
+                                 { "language", { wire_type::text, "en" } } };
 
 // What an opening gave.
 struct opened {

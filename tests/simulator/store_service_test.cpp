@@ -25,14 +25,13 @@ static int run_store(const std::vector<std::string> &arguments)
 STORY(store_service, arguments_it_does_not_know_are_told)
 {
     desk_catch_stderr();
-    const std::vector<std::vector<std::string>> wrong = {
-        {            },
-        {             "--database"           },
-        { "--database",            "x" },
-        {           "--defaults",            "x" },
-        {           "--database", "x", "--defaults", "y", "--verbose", "1" },
-        {         "x",          "y" }
-    };
+    const std::vector<std::vector<std::string>> wrong = { {},
+                                                          { "--database" },
+                                                          { "--database", "x" },
+                                                          { "--defaults", "x" },
+                                                          { "--database", "x", "--defaults", "y", "--verbose",
+                                                            "1" },
+                                                          { "x", "y" } };
     for (const auto &arguments : wrong)
         EXPECT_EQ(run_store(arguments), 2);
     EXPECT_EQ(desk_stderr().substr(0, 47), "usage: store --database FILE --defaults FILE\nus");

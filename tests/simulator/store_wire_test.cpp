@@ -9,14 +9,12 @@
 
 static wire_message some_message()
 {
-    return {
-        .kind = wire_kind::set,
-        .status = wire_status::no_space,
-        .id = 0x1122334455667788,
-        .space = "nvram",
-        .key = "power",
-        .value = {wire_type::text, std::string("o\0n\xff", 4)}
-    };
+    return { .kind = wire_kind::set,
+             .status = wire_status::no_space,
+             .id = 0x1122334455667788,
+             .space = "nvram",
+             .key = "power",
+             .value = { wire_type::text, std::string("o\0n\xff", 4) } };
 }
 
 static void expect_same(const wire_message &taken, const wire_message &put)

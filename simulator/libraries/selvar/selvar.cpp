@@ -163,6 +163,15 @@ static bool fill_value(wire_value &filled, int type, const void *value)
     return true;
 }
 
+static wire_message message_about(wire_kind kind, const char *space, const char *key)
+{
+    wire_message message;
+    message.kind = kind;
+    message.space = space;
+    message.key = key;
+    return message;
+}
+
 // Sends the request and expects its answer. 0: it was not sent; otherwise its id.
 static uint64_t request(selvar_handle *handle, wire_message message, selvar_callback reply,
                         selvar_callback timed_out, int timeout)
@@ -170,10 +179,10 @@ static uint64_t request(selvar_handle *handle, wire_message message, selvar_call
     const uint64_t id = ++handle->last_id;
     message.id = id;
     expected &entry = handle->expecting[id];
-    entry = { reply,
-              timed_out,
-              0,
-              { .kind = message.kind, .id = id, .space = message.space, .key = message.key, .value = {} } };
+    entry.reply = reply;
+    entry.timed_out = timed_out;
+    entry.request = message_about(message.kind, message.space.c_str(), message.key.c_str());
+    entry.request.id = id;
     if (timeout > 0) {
         entry.deadline_ns = clock_monotonic_ns() + timeout * ns_per_second;
         handle->deadlines.insert({ entry.deadline_ns, id });
@@ -192,8 +201,9 @@ bool libselvar_set_value(selvar_handle *handle, const char *space, const char *g
     wire_value filled;
     if (!names_are_good(handle, space, group, key) || !fill_value(filled, type, value))
         return false;
-    return request(handle, { .kind = wire_kind::set, .space = space, .key = key, .value = filled }, reply,
-                   timed_out, timeout) != 0;
+    wire_message message = message_about(wire_kind::set, space, key);
+    message.value = std::move(filled);
+    return request(handle, message, reply, timed_out, timeout) != 0;
 }
 
 static bool take_answer(selvar_handle *handle, uint64_t id, wire_message &answer)
@@ -238,8 +248,7 @@ bool libselvar_get_value(selvar_handle *handle, const char *space, const char *g
 {
     if (!names_are_good(handle, space, group, key))
         return false;
-    const uint64_t id = request(handle, { .kind = wire_kind::get, .space = space, .key = key, .value = {} },
-                                reply, timed_out, timeout);
+    const uint64_t id = request(handle, message_about(wire_kind::get, space, key), reply, timed_out, timeout);
     if (id == 0 || !handle->waits_for_get)
         return id != 0;
     enter(handle);
@@ -255,8 +264,8 @@ bool libselvar_register_notification(selvar_handle *handle, const char *space, c
 {
     if (!names_are_good(handle, space, group, key))
         return false;
-    const uint64_t id = request(handle, { .kind = wire_kind::watch, .space = space, .key = key, .value = {} },
-                                nullptr, timed_out, timeout);
+    const uint64_t id =
+        request(handle, message_about(wire_kind::watch, space, key), nullptr, timed_out, timeout);
     if (id == 0)
         return false;
     const auto entry = handle->watched.try_emplace({ space, key }, registration{ notify, id }).first;
@@ -273,8 +282,7 @@ bool libselvar_unregister_notification(selvar_handle *handle, const char *space,
     if (!names_are_good(handle, space, group, key))
         return false;
     handle->watched.erase({ space, key });
-    return request(handle, { .kind = wire_kind::unwatch, .space = space, .key = key, .value = {} }, reply,
-                   timed_out, timeout) != 0;
+    return request(handle, message_about(wire_kind::unwatch, space, key), reply, timed_out, timeout) != 0;
 }
 
 bool libselvar_unset(selvar_handle *handle, const char *space, const char *group, const char *key,
@@ -282,8 +290,7 @@ bool libselvar_unset(selvar_handle *handle, const char *space, const char *group
 {
     if (!names_are_good(handle, space, group, key))
         return false;
-    return request(handle, { .kind = wire_kind::unset, .space = space, .key = key, .value = {} }, reply,
-                   timed_out, timeout) != 0;
+    return request(handle, message_about(wire_kind::unset, space, key), reply, timed_out, timeout) != 0;
 }
 
 bool libselvar_other(selvar_handle *handle, const char *command, const char *space, const char *group,
@@ -293,12 +300,9 @@ bool libselvar_other(selvar_handle *handle, const char *command, const char *spa
     const char *named = key ? key : "";
     if (!command || !names_are_good(handle, space, group, named))
         return false;
-    return request(handle,
-                   { .kind = wire_kind::other,
-                     .space = space,
-                     .key = named,
-                     .value = { wire_type::text, command } },
-                   reply, timed_out, timeout) != 0;
+    wire_message message = message_about(wire_kind::other, space, named);
+    message.value = { wire_type::text, command };
+    return request(handle, message, reply, timed_out, timeout) != 0;
 }
 
 bool libselvar_sync(selvar_handle *handle, const char *space, selvar_callback reply,
@@ -306,6 +310,5 @@ bool libselvar_sync(selvar_handle *handle, const char *space, selvar_callback re
 {
     if (!names_are_good(handle, space, "default", ""))
         return false;
-    return request(handle, { .kind = wire_kind::sync, .space = space, .key = {}, .value = {} }, reply,
-                   timed_out, timeout) != 0;
+    return request(handle, message_about(wire_kind::sync, space, ""), reply, timed_out, timeout) != 0;
 }

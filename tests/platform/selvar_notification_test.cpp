@@ -137,12 +137,13 @@ STORY(selvar_notification, the_same_value_again_is_notified_again)
                             "answered 3: done", "notified power = on" }));
 }
 
-STORY(selvar_notification, a_key_that_nobody_registered_is_not_notified)
+STORY(selvar_notification, only_the_keys_that_a_client_registered_are_notified_to_it)
 {
     notified_client client;
+    ASSERT_TRUE(client_register(client.handle, "nvram", "language"));
     ASSERT_TRUE(client_set(client.handle, "nvram", "power", "off"));
     client_settle(client.handle);
-    EXPECT_EQ(told, (lines{ "answered 3: done" }));
+    EXPECT_EQ(told, (lines{ "notified language = en", "answered 3: done" }));
 }
 
 STORY(selvar_notification, keys_of_the_same_name_in_both_namespaces_are_apart)

@@ -122,17 +122,18 @@ static bool takes(const ctl_command &command, const std::string &option)
 
 std::string commands_check(const ctl_command &command, const ctl_request &request)
 {
+    const std::string name = std::string("\"") + command.name + "\"";
     const std::string usage = commands_usage(command);
-    for (const std::string &option : request.options.options) {
-        if (!takes(command, option))
-            return std::string("\"") + command.name + "\" takes no option " + option + "; " + usage +
-                   " --help says more";
-    }
+    const std::vector<std::string> &options = request.options.options;
+    const auto not_taken = std::find_if_not(
+        options.begin(), options.end(), [&](const std::string &option) { return takes(command, option); });
     const size_t count = request.arguments.size();
+    if (not_taken != options.end())
+        return name + " takes no option " + *not_taken + "; " + usage + " --help says more";
     if (count < command.least)
-        return std::string("\"") + command.name + "\" wants more: " + usage;
+        return name + " wants more: " + usage;
     if (count > command.most)
-        return std::string("\"") + command.name + "\" cannot take \"" + request.arguments[command.most] +
+        return name + " cannot take \"" + request.arguments[command.most] +
                "\" (a text with blanks wants quotes): " + usage;
     return "";
 }

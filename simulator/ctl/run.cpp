@@ -3,6 +3,7 @@
 
 #include "common/control.h"
 #include "common/host_time.h"
+#include "ctl/execute.h"
 #include "ctl/journal_reader.h"
 #include "ctl/ready.h"
 #include "ctl/render.h"
@@ -43,13 +44,11 @@ int check_system(const ctl_request &request)
 int run_tests(const ctl_request &request)
 {
     const std::string script = request.where.source + "/camera";
-    std::vector<const char *> line = { script.c_str(), "test" };
-    for (const std::string &name : request.arguments)
-        line.push_back(name.c_str());
+    std::vector<std::string> line = { script, "test" };
+    line.insert(line.end(), request.arguments.begin(), request.arguments.end());
     if (request.options.json)
-        line.push_back("--json");
-    line.push_back(nullptr);
-    execv(script.c_str(), const_cast<char *const *>(line.data()));
+        line.emplace_back("--json");
+    execute(line);
     return say_could_not(request, "cannot run " + script + ": " + strerror(errno));
 }
 
@@ -272,11 +271,7 @@ static int run_preset(const ctl_request &request)
         if (option != "--name" && option != "--state" && option != "--preset")
             line.push_back(option);
     }
-    std::vector<char *> arguments;
-    for (std::string &word : line)
-        arguments.push_back(word.data());
-    arguments.push_back(nullptr);
-    execv(tool.c_str(), arguments.data());
+    execute(line);
     return say_could_not(request, "there is no build of the preset \"" + options.preset +
                                       "\"; ./camera run --preset " + options.preset + " makes it");
 }

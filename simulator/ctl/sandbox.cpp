@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ctl/sandbox.h"
 
+#include "ctl/execute.h"
+
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/personality.h>
@@ -112,11 +114,7 @@ static sandbox_line camera_line(const place &where, const words &stage_arguments
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
-    std::vector<char *> arguments;
-    for (const std::string &word : line.arguments)
-        arguments.push_back(const_cast<char *>(word.c_str()));
-    arguments.push_back(nullptr);
-    execvp(arguments[0], arguments.data());
+    execute(line.arguments);
     dprintf(STDERR_FILENO, "bwrap cannot be run: %s\n", strerror(errno));
     _exit(127);
 }

@@ -2,6 +2,7 @@
 #include "ctl/steer.h"
 
 #include "common/host_time.h"
+#include "ctl/execute.h"
 #include "ctl/journal_reader.h"
 #include "ctl/ready.h"
 #include "ctl/say.h"
@@ -66,7 +67,7 @@ static int build_daemon(const std::string &build, std::string &words)
         dup2(ends[1], STDERR_FILENO);
         close(ends[0]);
         close(ends[1]);
-        execlp("cmake", "cmake", "--build", build.c_str(), "--target", "kivo_camwarden", nullptr);
+        execute({ "cmake", "--build", build, "--target", "kivo_camwarden" });
         _exit(127);
     }
     close(ends[1]);

@@ -93,11 +93,10 @@ TEST_F(commands, that_really_run_leave_no_child_behind)
 TEST_F(commands, the_log_script_starts_with_an_empty_argument_list_and_is_not_waited_for)
 {
     run_log2tf();
+    siginfo_t information = {};
+    EXPECT_EQ(waitid(P_ALL, 0, &information, WEXITED | WNOWAIT), 0);
     EXPECT_EQ(executed(), texts{ "exec(/mnt/data/bin/log2tf.sh, null)" });
     EXPECT_EQ(story(),
               (texts{ "info: Run: /mnt/data/bin/log2tf.sh\n", "info: This is the parent process\n" }));
-
-    siginfo_t information = {};
-    EXPECT_EQ(waitid(P_ALL, 0, &information, WEXITED | WNOWAIT), 0);
     child_reap();
 }

@@ -34,8 +34,8 @@ static bool has_children()
 TEST_F(children_desk, a_program_is_started_with_an_empty_argument_list)
 {
     EXPECT_EQ(child_start("/mnt/data/bin/some.sh"), 0);
-    EXPECT_EQ(executed(), texts{ "exec(/mnt/data/bin/some.sh, null)" });
     status_of_a_child();
+    EXPECT_EQ(executed(), texts{ "exec(/mnt/data/bin/some.sh, null)" });
     child_reap();
 }
 

@@ -14,7 +14,7 @@
 constexpr int64_t ns_per_ms = 1'000'000;
 constexpr int64_t first_look_ns = 100'000;
 constexpr int64_t longest_look_ns = 2 * ns_per_ms;
-constexpr int64_t longest_made_up_ns = 50 * ns_per_ms;
+constexpr int64_t longest_made_up_ns = 200 * ns_per_ms;
 
 // A delivered timer is given a second expiry so far away that it never comes: the time left until then tells
 // that the first one has happened, which cannot be seen otherwise once the tick was read.
@@ -100,28 +100,38 @@ static void deliver_due(clock_driver &driver)
     }
 }
 
-// The clock stood at the old limit until now: goes on from where it would be, had it not stood there for a
-// moment.
-static void make_up(const clock_driver &driver, clock_speed speed, int64_t host_ns)
+// The host time that the clock needs from one moment to another, at least 0.
+static int64_t host_time_between(int64_t from_ns, int64_t to_ns, clock_speed speed)
+{
+    return std::max<int64_t>(to_ns - from_ns, 0) / speed.numerator * speed.denominator;
+}
+
+// The clock has stood at its old limit for a moment: goes on from where it would be without that. When the
+// new limit is reached follows from the old one, so that no error adds up. False: it was not a moment, the
+// pace is lost.
+static bool make_up(clock_driver &driver, clock_speed speed, int64_t host_ns, int64_t limit_ns)
 {
     const int64_t late_ns = host_ns - driver.limit_host_ns;
-    if (late_ns > 0 && late_ns <= longest_made_up_ns)
-        clock_owner_step_to_ns(driver.limit_ns + late_ns * speed.numerator / speed.denominator);
+    if (late_ns < -longest_made_up_ns || late_ns > longest_made_up_ns)
+        return false;
+    if (late_ns > 0)
+        clock_owner_step_to_ns(driver.limit_ns + late_ns / speed.denominator * speed.numerator);
+    driver.limit_host_ns += host_time_between(driver.limit_ns, limit_ns, speed);
+    return true;
 }
 
 static void set_limit(clock_driver &driver, int64_t limit_ns)
 {
     const int64_t host_ns = host_time_ns(CLOCK_MONOTONIC);
     const clock_speed speed = clock_owner_speed();
-    const bool stood = clock_monotonic_ns() == driver.limit_ns;
+    const int64_t now_ns = clock_monotonic_ns();
+    const bool stood = now_ns == driver.limit_ns;
     clock_owner_set_limit_ns(limit_ns);
-    if (stood)
-        make_up(driver, speed, host_ns);
+    if (speed.numerator == 0 || limit_ns == INT64_MAX)
+        driver.limit_host_ns = 0;
+    else if (!stood || !make_up(driver, speed, host_ns, limit_ns))
+        driver.limit_host_ns = host_ns + host_time_between(now_ns, limit_ns, speed);
     driver.limit_ns = limit_ns;
-    driver.limit_host_ns = 0;
-    const int64_t ahead_ns = std::max<int64_t>(limit_ns - clock_monotonic_ns(), 0);
-    if (limit_ns != INT64_MAX && speed.numerator > 0)
-        driver.limit_host_ns = host_time_ns(CLOCK_MONOTONIC) + ahead_ns / speed.numerator * speed.denominator;
 }
 
 static void move_limit(clock_driver &driver)

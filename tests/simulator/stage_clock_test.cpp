@@ -9,6 +9,8 @@
 #include <sys/timerfd.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 struct daemon_timer {
     clock_driver driver;
     int fd = -1; // the daemon's own; stage has a copy
@@ -145,25 +147,49 @@ STORY(clock_of_the_camera, loses_no_tick_when_it_is_stepped)
     finish(timer);
 }
 
+struct lag {
+    int64_t least_ms = INT64_MAX; // how far the camera's clock, standing at a tick, is behind the host's
+    int64_t longest_wait_ms = 0;  // for one tick
+};
+
+static lag take_ticks(daemon_timer &timer, int count)
+{
+    lag lag;
+    int64_t before_ms = host_time_ms();
+    for (int i = 0; i < count; i++) {
+        EXPECT_EQ(next_tick(timer), 1U);
+        const int64_t after_ms = host_time_ms();
+        lag.least_ms = std::min(lag.least_ms, after_ms - desk_clock_ms());
+        lag.longest_wait_ms = std::max(lag.longest_wait_ms, after_ms - before_ms);
+        before_ms = after_ms;
+    }
+    return lag;
+}
+
+// By how much the clock falls behind over 80 ticks; -1 when a busy machine held up the test so long that
+// nothing can be said.
+static int64_t lost_over_80_ticks(daemon_timer &timer)
+{
+    const lag begin = take_ticks(timer, 20);
+    const lag middle = take_ticks(timer, 80);
+    const lag end = take_ticks(timer, 20);
+    if (std::max({ begin.longest_wait_ms, middle.longest_wait_ms, end.longest_wait_ms }) > 150)
+        return -1;
+    return std::max<int64_t>(end.least_ms - begin.least_ms, 0);
+}
+
 STORY(clock_of_the_camera, keeps_pace_with_the_host_although_it_stands_at_every_tick)
 {
     desk_page();
     daemon_timer timer;
     bring(timer, 1, 10, 10);
     desk_clock_run(1);
-    next_tick(timer); // from here on the pace is known
-    const int64_t begin_host_ms = host_time_ms();
-    const int64_t begin_ms = desk_clock_ms();
-    int64_t stalled_ms = 0; // the test itself, by a busy machine: too long to be made up for
-    for (int i = 0; i < 50; i++) {
-        const int64_t before_ms = host_time_ms();
-        EXPECT_EQ(next_tick(timer), 1U); // looked for every millisecond, so half of one too late each time
-        const int64_t took_ms = host_time_ms() - before_ms;
-        stalled_ms += took_ms > 40 ? took_ms : 0;
-    }
-    const int64_t passed_host_ms = host_time_ms() - begin_host_ms;
-    const int64_t behind_ms = passed_host_ms - (desk_clock_ms() - begin_ms);
-    EXPECT_LE(behind_ms, 10 + stalled_ms) << "not 25";
+    int64_t lost_ms = -1;
+    for (int i = 0; i < 10 && lost_ms < 0; i++)
+        lost_ms = lost_over_80_ticks(timer);
+    ASSERT_GE(lost_ms, 0) << "the machine is too busy to tell";
+    // The test looks for a tick every millisecond and finds it half of one late: 40 ms would add up.
+    EXPECT_LE(lost_ms, 15);
     finish(timer);
 }
 

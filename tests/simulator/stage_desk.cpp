@@ -38,7 +38,7 @@ void stage_desk_add(stage_desk &desk, const char *name, const std::string &text,
                    .command = script.words,
                    .environment = no_environment,
                    .end_signal = strcmp(name, "daemon") == 0 ? SIGINT : SIGTERM,
-                   .grace_ms = 200,
+                   .grace_ms = desk.grace_ms,
                    .needs_neighbours = role == stage_role::waits,
                    .serves = role == stage_role::serves };
     desk.camera.programs.push_back({ .row = &script.row });

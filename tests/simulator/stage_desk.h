@@ -22,6 +22,7 @@ struct script {
 struct stage_desk {
     stage camera;
     std::deque<script> scripts;
+    int grace_ms = 10'000; // that the programs added next have to end
 };
 
 // A page, a journal and the control socket; no programs yet, the phase is running.

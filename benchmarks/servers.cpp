@@ -45,15 +45,9 @@ static void ping_pong()
 static const char *value_of(const char *name)
 {
     static constexpr const char *names[][2] = {
-        {"light",                    "on" },
-        { "power",                   "on" },
-        { "watermark",               "on" },
-        { "motion_detection_enable", "on" },
-        { "full_color",              "on" },
-        { "wdr",                     "off"},
-        { "flip",                    "off"},
-        { "sdcard_status",           "0"  },
-        { "night_mode",              "0"  },
+        { "light", "on" },      { "power", "on" }, { "watermark", "on" }, { "motion_detection_enable", "on" },
+        { "full_color", "on" }, { "wdr", "off" },  { "flip", "off" },     { "sdcard_status", "0" },
+        { "night_mode", "0" },
     };
     for (auto &row : names)
         if (strcmp(row[0], name) == 0)
@@ -104,8 +98,10 @@ static void daemon_itself()
     exit(2);
 }
 
+// clang-format off
 const server servers[3] = {
-    {"bare ping-pong",  ping_pong    },
-    { "bare json-c",    bare_json    },
-    { "kivo_camwarden", daemon_itself},
+    { "bare ping-pong", ping_pong },
+    { "bare json-c",    bare_json },
+    { "kivo_camwarden", daemon_itself },
 };
+// clang-format on

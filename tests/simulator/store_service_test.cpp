@@ -98,15 +98,40 @@ STORY(store_service, a_signal_ends_it_in_order)
     }
 }
 
-STORY(store_service, what_was_sent_before_a_signal_is_kept)
+// What nvram has after the service was killed and started again.
+static std::string power_after_kill(store_process &store)
+{
+    store_end(store, SIGKILL);
+    store = store_start();
+    raw_client client = raw_connect();
+    const std::string power = raw_get(client, "nvram", "power");
+    raw_close(client);
+    return power;
+}
+
+STORY(store_service, a_set_an_unset_and_a_reset_outlive_its_death)
 {
     store_process store = store_start();
     raw_client client = raw_connect_as("tester");
     EXPECT_EQ(raw_do(client, wire_kind::set, "nvram", "power", text_value("off")), wire_status::done);
-    store_end(store, SIGTERM);
-    store = store_start();
-    raw_client next = raw_connect();
-    EXPECT_EQ(raw_get(next, "nvram", "power"), "off");
+    EXPECT_EQ(power_after_kill(store), "off");
+    client = raw_connect_as("tester");
+    EXPECT_EQ(raw_do(client, wire_kind::unset, "nvram", "power"), wire_status::done);
+    EXPECT_EQ(power_after_kill(store), "(nothing)");
+    client = raw_connect_as("tester");
+    EXPECT_EQ(raw_do(client, wire_kind::other, "nvram", "", text_value("reset")), wire_status::done);
+    EXPECT_EQ(power_after_kill(store), "on");
+    store_end(store, SIGKILL);
+}
+
+STORY(store_service, mem_does_not_outlive_its_death)
+{
+    store_process store = store_start();
+    raw_client client = raw_connect_as("tester");
+    EXPECT_EQ(raw_do(client, wire_kind::set, "mem", "power", text_value("off")), wire_status::done);
+    EXPECT_EQ(power_after_kill(store), "on");
+    client = raw_connect_as("tester");
+    EXPECT_EQ(raw_get(client, "mem", "power"), "(nothing)");
     store_end(store, SIGKILL);
 }
 

@@ -64,9 +64,10 @@ static int64_t host_wait_ns(const clock_state &state, int64_t moment_ns)
         (ahead % state.numerator * state.denominator + state.numerator - 1) / state.numerator;
     int64_t host = 0;
     if (__builtin_mul_overflow(ahead / state.numerator, state.denominator, &host) ||
-        __builtin_add_overflow(host, rest, &host))
+        __builtin_add_overflow(host, rest, &host) ||
+        __builtin_add_overflow(host, state.base_host_ns - state.host_ns, &host))
         return longest_wait_ns;
-    return std::clamp(state.base_host_ns + host - state.host_ns, INT64_C(1), longest_wait_ns);
+    return std::clamp(host, INT64_C(1), longest_wait_ns);
 }
 
 // The system's clock; false when a signal handler ran.

@@ -333,6 +333,7 @@ STORY(clock, the_hosts_wait_is_never_long)
     EXPECT_EQ(clock_host_wait_ms(1), 1000) << "it stands still";
     desk_clock_run(1);
     EXPECT_EQ(clock_host_wait_ms(3600 * second), 1000);
+    EXPECT_EQ(clock_host_wait_ms(INT64_MAX), 1000) << "a moment that never comes, on a clock without a limit";
     clock_owner_set_limit_ns(clock_monotonic_ns());
     EXPECT_EQ(clock_host_wait_ms(clock_monotonic_ns() + 1), 1000) << "it stands still at its limit";
     EXPECT_EQ(clock_host_wait_ms(INT64_MAX), 1000);

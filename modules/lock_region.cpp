@@ -18,8 +18,8 @@ dev_lock_state dev_lock;
 const char *const ozu_lock_region_nvram_key[2] = { "lock_region", "legal_status" };
 const char *const ozu_lock_region_mem_key[1] = { nullptr };
 const module_method ozu_lock_region_method[2] = {
-    {"set_lock_region_status",  ozu_lock_region_set_properties},
-    { "get_lock_region_status", ozu_lock_region_get_properties},
+    { "set_lock_region_status", ozu_lock_region_set_properties },
+    { "get_lock_region_status", ozu_lock_region_get_properties },
 };
 
 int32_t ozu_lock_region_init(void *)

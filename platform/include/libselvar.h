@@ -26,31 +26,31 @@ extern "C" {
 #endif
 
 typedef struct selvar_handle selvar_handle;
-typedef struct xresponse     xresponse; /* a reply, valid during its callback */
+typedef struct xresponse xresponse; /* a reply, valid during its callback */
 typedef void (*selvar_callback)(selvar_handle *handle, const xresponse *reply);
 
 struct xvalue {
-    int         type;   /* 1: string; 5: unsigned 64-bit */
-    uint32_t    length; /* bytes, without the NUL of a string */
+    int type;        /* 1: string; 5: unsigned 64-bit */
+    uint32_t length; /* bytes, without the NUL of a string */
     const char *string;
-    uint64_t    u64;
+    uint64_t u64;
 };
 
 /* value NULL: the key has none; an empty text is a value of length 0. */
 struct xpair {
-    char          *key;
+    char *key;
     struct xvalue *value;
 };
 
 struct xcontrol_response {
-    const char   *key;
-    uint32_t      key_length;
+    const char *key;
+    uint32_t key_length;
     struct xvalue value;
 };
 
 /* NULL on failure. flags: 0. */
 selvar_handle *libselvar_config_open(int flags);
-void           libselvar_close(selvar_handle *handle);
+void libselvar_close(selvar_handle *handle);
 
 /* From here on replies wait for libselvar_xhandle_response. */
 void libselvar_handle_other(selvar_handle *handle);
@@ -65,12 +65,11 @@ int libselvar_client_fd(selvar_handle *handle);
 bool libselvar_xhandle_response(selvar_handle *handle);
 
 /* type 1: value is a text; type 5: value is a const uint64_t *. */
-bool libselvar_set_value(selvar_handle *handle, const char *space, const char *group,
-                         const char *key, int type, const void *value, selvar_callback reply,
-                         selvar_callback timed_out, int timeout, int flags);
-bool libselvar_get_value(selvar_handle *handle, const char *space, const char *group,
-                         const char *key, selvar_callback reply, selvar_callback timed_out,
+bool libselvar_set_value(selvar_handle *handle, const char *space, const char *group, const char *key,
+                         int type, const void *value, selvar_callback reply, selvar_callback timed_out,
                          int timeout, int flags);
+bool libselvar_get_value(selvar_handle *handle, const char *space, const char *group, const char *key,
+                         selvar_callback reply, selvar_callback timed_out, int timeout, int flags);
 
 /* notification_id receives an id; notify is called for every notification of the key. */
 bool libselvar_register_notification(selvar_handle *handle, const char *space, const char *group,
@@ -85,9 +84,9 @@ bool libselvar_unset(selvar_handle *handle, const char *space, const char *group
                      selvar_callback reply, selvar_callback timed_out, int timeout, int flags);
 
 /* command "reset" puts the namespace back to the factory defaults. */
-bool libselvar_other(selvar_handle *handle, const char *command, const char *space,
-                     const char *group, const char *key, int type, const void *value,
-                     selvar_callback reply, selvar_callback timed_out, int timeout, int flags);
+bool libselvar_other(selvar_handle *handle, const char *command, const char *space, const char *group,
+                     const char *key, int type, const void *value, selvar_callback reply,
+                     selvar_callback timed_out, int timeout, int flags);
 bool libselvar_sync(selvar_handle *handle, const char *space, selvar_callback reply,
                     selvar_callback timed_out, int timeout, int flags);
 

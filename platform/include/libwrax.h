@@ -15,7 +15,7 @@ typedef struct wrax_rcv wrax_rcv;
 /* message: a 12-byte header followed by NUL-terminated text, valid during the call. */
 typedef int (*wrax_rcv_handler)(wrax_rcv *receiver, const void *message, void *argument);
 
-int  wrax_rcv_global_init(void);
+int wrax_rcv_global_init(void);
 void wrax_rcv_global_exit(void);
 
 /* NULL on failure. The caller destroys it. */

@@ -175,9 +175,9 @@ void cloud_wait(cloud &self, int other_fd)
 {
     const short wanted = self.daemon.out.empty() ? POLLIN : POLLIN | POLLOUT;
     pollfd entries[] = {
-        {self.listener,   POLLIN, 0},
-        { self.daemon.fd, wanted, 0},
-        { other_fd,       POLLIN, 0},
+        { self.listener, POLLIN, 0 },
+        { self.daemon.fd, wanted, 0 },
+        { other_fd, POLLIN, 0 },
     };
     poll(entries, std::size(entries), wait_ms(self));
     if ((entries[1].revents & POLLOUT) != 0)

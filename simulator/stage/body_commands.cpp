@@ -51,12 +51,9 @@ struct led_member {
 };
 
 static constexpr led_member led_members[] = {
-    {"index",       &led_request::index     },
-    { "brightness", &led_request::brightness},
-    { "mode",       &led_request::mode      },
-    { "on_ms",      &led_request::on_ms     },
-    { "off_ms",     &led_request::off_ms    },
-    { "priority",   &led_request::priority  },
+    { "index", &led_request::index },   { "brightness", &led_request::brightness },
+    { "mode", &led_request::mode },     { "on_ms", &led_request::on_ms },
+    { "off_ms", &led_request::off_ms }, { "priority", &led_request::priority },
 };
 
 json_object *command_led(stage &stage, connection &, json_object *arguments)

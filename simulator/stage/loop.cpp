@@ -64,9 +64,7 @@ void stage_turn(stage &stage, int signal_fd, int longest_ms)
     if (clock_ns >= 0)
         wait_ns = std::min(wait_ns, clock_ns);
 
-    std::vector<pollfd> watched = {
-        {.fd = signal_fd, .events = POLLIN, .revents = 0}
-    };
+    std::vector<pollfd> watched = { { .fd = signal_fd, .events = POLLIN, .revents = 0 } };
     server_watch(stage.control, watched);
     wait_for_something(watched, stage.phase == stage_phase::ended ? 0 : wait_ns);
 

@@ -37,9 +37,7 @@ struct option_row {
     const char *name;
     const char *program; // it is handed on to
 };
-static constexpr option_row option_rows[] = {
-    {"--unbound", "cloud"}
-};
+static constexpr option_row option_rows[] = { { "--unbound", "cloud" } };
 
 static bool take_option(stage &stage, const std::string &text)
 {

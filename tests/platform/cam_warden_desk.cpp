@@ -67,10 +67,8 @@ static void serve_all(kit_desk &desk, bool arrivals)
 
 static std::vector<pollfd> watched(kit_desk &desk)
 {
-    std::vector<pollfd> all = {
-        {.fd = desk.wake[0],   .events = POLLIN, .revents = 0},
-        { .fd = desk.listener, .events = POLLIN, .revents = 0}
-    };
+    std::vector<pollfd> all = { { .fd = desk.wake[0], .events = POLLIN, .revents = 0 },
+                                { .fd = desk.listener, .events = POLLIN, .revents = 0 } };
     const std::lock_guard<std::mutex> guard(desk.mutex);
     for (const kit_peer &peer : desk.peers)
         all.push_back({ .fd = peer.fd, .events = POLLIN, .revents = 0 });

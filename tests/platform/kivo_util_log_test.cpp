@@ -108,16 +108,8 @@ STORY(log, errno_is_the_same_after_a_line)
 
 STORY(log, what_is_less_urgent_than_the_level_is_dropped)
 {
-    const std::map<int, size_t> lines_at_level = {
-        {0,  0},
-        { 1, 0},
-        { 2, 0},
-        { 3, 1},
-        { 4, 2},
-        { 5, 2},
-        { 6, 3},
-        { 7, 4}
-    };
+    const std::map<int, size_t> lines_at_level = { { 0, 0 }, { 1, 0 }, { 2, 0 }, { 3, 1 },
+                                                   { 4, 2 }, { 5, 2 }, { 6, 3 }, { 7, 4 } };
     desk_page();
     for (const auto &[level, lines] : lines_at_level) {
         const size_t before = desk_journal_of("log").size();

@@ -214,10 +214,10 @@ STORY(time, without_a_page_settimeofday_refuses)
 STORY(time, a_time_that_is_none_is_refused)
 {
     const std::vector<timeval> none = {
-        {.tv_sec = -1,                .tv_usec = 0      },
-        { .tv_sec = 0,                .tv_usec = -1     },
-        { .tv_sec = 0,                .tv_usec = 1000000},
-        { .tv_sec = INT64_MAX / 1000, .tv_usec = 0      },
+        { .tv_sec = -1, .tv_usec = 0 },
+        { .tv_sec = 0, .tv_usec = -1 },
+        { .tv_sec = 0, .tv_usec = 1000000 },
+        { .tv_sec = INT64_MAX / 1000, .tv_usec = 0 },
     };
     desk_page();
     ASSERT_TRUE(settimeofday_is_the_librarys());

@@ -95,10 +95,7 @@ STORY(timer, stage_gets_the_timer_and_makes_it_tick)
     EXPECT_EQ(result_of(call), 0);
     EXPECT_EQ(kernel_times(fd), std::pair(INT64_C(0), INT64_C(0))) << "the host's clock must not drive it";
 
-    const itimerspec at_once = {
-        .it_interval = {            },
-          .it_value = { .tv_sec = 0, .tv_nsec = 1 }
-    };
+    const itimerspec at_once = { .it_interval = {}, .it_value = { .tv_sec = 0, .tv_nsec = 1 } };
     EXPECT_EQ(timerfd_settime(stage.passed_fd, 0, &at_once, nullptr), 0);
     EXPECT_TRUE(ticks(fd));
     desk_stage_close(stage);

@@ -82,12 +82,7 @@ STORY(clock, without_a_page_a_sleep_ends_by_the_systems_clock)
 STORY(clock, it_runs_as_fast_as_it_is_told)
 {
     desk_page();
-    for (const clock_speed speed : {
-             clock_speed{1000, 1   },
-             { 3,   7   },
-             { 1,   1000},
-             { 0,   1   }
-    }) {
+    for (const clock_speed speed : { clock_speed{ 1000, 1 }, { 3, 7 }, { 1, 1000 }, { 0, 1 } }) {
         EXPECT_TRUE(clock_owner_set_speed(speed));
         EXPECT_EQ(clock_owner_speed().numerator, speed.numerator);
         EXPECT_EQ(clock_owner_speed().denominator, speed.denominator);
@@ -99,11 +94,7 @@ STORY(clock, a_speed_that_is_none_changes_nothing)
 {
     desk_page();
     desk_clock_run(3);
-    for (const clock_speed speed : {
-             clock_speed{1,        0      },
-             { 1000001, 1      },
-             { 1,       1000001}
-    })
+    for (const clock_speed speed : { clock_speed{ 1, 0 }, { 1000001, 1 }, { 1, 1000001 } })
         EXPECT_FALSE(clock_owner_set_speed(speed));
     EXPECT_EQ(clock_owner_speed().numerator, 3U);
     EXPECT_EQ(clock_owner_speed().denominator, 1U);

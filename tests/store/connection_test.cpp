@@ -79,16 +79,16 @@ TEST_P(on_a_closed_store, also_after_a_close)
 static char buffer[16];
 
 static const closed_operation operations[] = {
-    {"response",           [] { return selvar_nvram_response(); }                                    },
-    { "nvram_set_string",  [] { return selvar_nvram_set_string("power", "on", 0); }                  },
-    { "mem_set_string",    [] { return selvar_mem_set_string("dev_status", "normal", 0); }           },
-    { "mem_set_uint64",    [] { return selvar_mem_set_uint64("time_flip", 1); }                      },
-    { "mem_get_string",    [] { return selvar_mem_get_string("dev_status", buffer, sizeof(buffer)); }},
-    { "register_notify",   [] { return selvar_nvram_register_notify("mem", "led_cmd"); }             },
-    { "unregister_notify", [] { return selvar_nvram_unregister_notify("mem", "led_cmd"); }           },
-    { "unset",             [] { return selvar_nvram_unset("mem", "sound_play"); }                    },
-    { "restore",           [] { return selvar_nvram_restore(); }                                     },
-    { "sync",              [] { return selvar_nvram_sync(); }                                        },
+    { "response", [] { return selvar_nvram_response(); } },
+    { "nvram_set_string", [] { return selvar_nvram_set_string("power", "on", 0); } },
+    { "mem_set_string", [] { return selvar_mem_set_string("dev_status", "normal", 0); } },
+    { "mem_set_uint64", [] { return selvar_mem_set_uint64("time_flip", 1); } },
+    { "mem_get_string", [] { return selvar_mem_get_string("dev_status", buffer, sizeof(buffer)); } },
+    { "register_notify", [] { return selvar_nvram_register_notify("mem", "led_cmd"); } },
+    { "unregister_notify", [] { return selvar_nvram_unregister_notify("mem", "led_cmd"); } },
+    { "unset", [] { return selvar_nvram_unset("mem", "sound_play"); } },
+    { "restore", [] { return selvar_nvram_restore(); } },
+    { "sync", [] { return selvar_nvram_sync(); } },
 };
 
 INSTANTIATE_TEST_SUITE_P(operations, on_a_closed_store, testing::ValuesIn(operations),

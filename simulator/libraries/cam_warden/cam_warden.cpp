@@ -32,21 +32,17 @@ EXPORTED void torvu_camwarden_exit(void)
 
 EXPORTED int torvu_led_control(int index, int brightness, int mode, int on_ms, int off_ms, int priority)
 {
-    return result_of(kit_ask("body.led", numbers({
-                                             {"index",       index     },
-                                             { "brightness", brightness},
-                                             { "mode",       mode      },
-                                             { "on_ms",      on_ms     },
-                                             { "off_ms",     off_ms    },
-                                             { "priority",   priority  }
-    })));
+    return result_of(kit_ask("body.led", numbers({ { "index", index },
+                                                   { "brightness", brightness },
+                                                   { "mode", mode },
+                                                   { "on_ms", on_ms },
+                                                   { "off_ms", off_ms },
+                                                   { "priority", priority } })));
 }
 
 EXPORTED int torvu_led_setpriority(int priority)
 {
-    return result_of(kit_ask("body.led_priority", numbers({
-                                                      {"priority", priority}
-    })));
+    return result_of(kit_ask("body.led_priority", numbers({ { "priority", priority } })));
 }
 
 // How an operation uses param.
@@ -83,10 +79,7 @@ EXPORTED int torvu_motor_control(int operation, void *param, int length)
     if (param == nullptr)
         return -1;
     operand kind = operand_of(operation);
-    json_ptr message = numbers({
-        {"operation", operation},
-        { "length",   length   }
-    });
+    json_ptr message = numbers({ { "operation", operation }, { "length", length } });
     add_value(message.get(), kind, param, length);
     json_ptr answer = kit_ask("body.motor", std::move(message));
     std::string position = json_get_text(answer.get(), "position");

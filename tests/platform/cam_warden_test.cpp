@@ -178,7 +178,7 @@ STORY(kit, leaves_nothing_behind_after_1000_starts)
     kit_desk_open(desk);
     const size_t threads = kit_desk_threads();
     const size_t descriptors = kit_desk_descriptors();
-    for (int i = 0; i < 1000; i++) {
+    for (int i = 0; i < 1000 && !testing::Test::HasFailure(); i++) {
         EXPECT_EQ(torvu_camwarden_init(note_event), 0) << i;
         torvu_camwarden_exit();
         EXPECT_TRUE(desk_wait([&desk] {

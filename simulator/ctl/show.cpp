@@ -11,9 +11,16 @@
 
 namespace fs = std::filesystem;
 
+// UndefinedBehaviorSanitizer writes to the programs' output when it runs beside another.
+static bool tells_of_a_finding(const std::string &output)
+{
+    return output.find("runtime error: ") != std::string::npos ||
+           output.find("Sanitizer: ") != std::string::npos;
+}
+
 std::string show_reports(const place &where)
 {
-    std::string reports;
+    std::string reports = tells_of_a_finding(place_read(where, "output")) ? where.run + "/output" : "";
     std::error_code error;
     for (const fs::directory_entry &entry : fs::directory_iterator(where.run, error)) {
         if (entry.path().filename().string().starts_with("report."))

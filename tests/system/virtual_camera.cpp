@@ -5,6 +5,7 @@
 #include "common/host_time.h"
 #include "ctl/place.h"
 #include "ctl/render.h"
+#include "ctl/show.h"
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -207,10 +208,8 @@ void camera_unmake(virtual_camera &camera)
     ASSERT_TRUE(place_find(camera.name, "", where, reason)) << reason;
     if (place_is_running(where))
         camera_stop(camera);
-    for (const fs::directory_entry &entry : fs::directory_iterator(where.run)) {
-        if (entry.path().filename().string().starts_with("report."))
-            ADD_FAILURE() << "a sanitizer found something:\n" << whole_file(entry.path());
-    }
+    EXPECT_EQ(show_reports(where), "") << "a sanitizer found something; what the programs printed:\n"
+                                       << place_read(where, "output");
     fs::remove_all(where.run);
     fs::remove_all(camera.folder);
 }

@@ -21,7 +21,9 @@ using words = std::vector<std::string>;
 static constexpr char passwd[] = "root:x:0:0:root:/:/bin/sh\n";
 static constexpr char group[] = "root:x:0:\n";
 
-// What a sanitizer finds is written where status, stop and the tests look for it.
+// What a sanitizer finds is written where status, stop and the tests look for it. The daemon does its whole
+// shutdown in the handler of SIGINT, which it lets in only where it waits: nothing that it could interrupt
+// half-way.
 // clang-format off
 static constexpr const char *environment[][2] = {
     { "PATH",          "/usr/sbin:/usr/bin:/sbin:/bin" },
@@ -29,7 +31,7 @@ static constexpr const char *environment[][2] = {
     { "CAMERA_RUN",    "/run/camera" },
     { "ASAN_OPTIONS",  "log_path=/run/camera/report:abort_on_error=0:detect_leaks=1" },
     { "UBSAN_OPTIONS", "log_path=/run/camera/report:print_stacktrace=1" },
-    { "TSAN_OPTIONS",  "log_path=/run/camera/report" },
+    { "TSAN_OPTIONS",  "log_path=/run/camera/report:report_signal_unsafe=0" },
 };
 // clang-format on
 

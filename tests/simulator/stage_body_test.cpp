@@ -68,12 +68,8 @@ TEST(leds, show_status_patterns_again_once_the_priority_is_set_down)
 TEST(leds, refuse_what_is_out_of_range)
 {
     const led_request impossible[] = {
-        {-1, 50,  0,  0, 0, 1},
-        { 2, 50,  0,  0, 0, 1},
-        { 0, -1,  0,  0, 0, 1},
-        { 0, 101, 0,  0, 0, 1},
-        { 0, 50,  -1, 0, 0, 1},
-        { 0, 50,  3,  0, 0, 1},
+        { -1, 50, 0, 0, 0, 1 }, { 2, 50, 0, 0, 0, 1 },  { 0, -1, 0, 0, 0, 1 },
+        { 0, 101, 0, 0, 0, 1 }, { 0, 50, -1, 0, 0, 1 }, { 0, 50, 3, 0, 0, 1 },
     };
     for (const led_request &request : impossible) {
         body_state body;

@@ -96,6 +96,17 @@ bool clock_wait_until_ns(int64_t monotonic_ns)
     }
 }
 
+bool clock_wait_as_reader_until_ns(int64_t monotonic_ns)
+{
+    run_page *page = page_open();
+    if (page != nullptr)
+        page->reader_wakes_ns.store(monotonic_ns, std::memory_order_relaxed);
+    const bool over = clock_wait_until_ns(monotonic_ns);
+    if (page != nullptr)
+        page->reader_wakes_ns.store(0, std::memory_order_relaxed);
+    return over;
+}
+
 void clock_sleep_until_ns(int64_t monotonic_ns)
 {
     while (!clock_wait_until_ns(monotonic_ns)) {

@@ -20,6 +20,10 @@ bool clock_set_realtime_ns(int64_t realtime_ns);
 void clock_sleep_until_ns(int64_t monotonic_ns);
 bool clock_wait_until_ns(int64_t monotonic_ns);
 
+// As clock_wait_until_ns, for the thread that reads the daemon's ticks: while it sleeps it cannot read one,
+// so a tick does not stop the clock before it wakes.
+bool clock_wait_as_reader_until_ns(int64_t monotonic_ns);
+
 // How long the host must be waited for that moment at the present speed, in ms rounded up, for poll(2);
 // at most 1000, so that a stepped clock is noticed; 0 when it has come.
 int clock_host_wait_ms(int64_t monotonic_ns);

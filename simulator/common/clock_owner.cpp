@@ -55,3 +55,13 @@ int64_t clock_owner_step_to_ns(int64_t monotonic_ns)
     clock_state_publish(page, state);
     return state.base_virtual_ns;
 }
+
+int64_t clock_owner_reader_wakes_ns(void)
+{
+    return page_open()->reader_wakes_ns.load(std::memory_order_relaxed);
+}
+
+void clock_owner_forget_reader(void)
+{
+    page_open()->reader_wakes_ns.store(0, std::memory_order_relaxed);
+}

@@ -14,7 +14,7 @@
 #include <new>
 
 static constexpr uint32_t page_magic = 0x50414745;
-static constexpr uint32_t page_version = 1;
+static constexpr uint32_t page_version = 2;
 
 // NULL: not yet settled. A process without a page points at no_page. No lock: a fork may come at any moment.
 static run_page no_page;

@@ -70,12 +70,24 @@ bool clock_driver_add(clock_driver &driver, driven_timer timer, int64_t first_ms
 
 void clock_driver_forget(clock_driver &driver, uint64_t owner)
 {
+    const size_t before = driver.timers.size();
     forget_if(driver, [&](const driven_timer &timer) { return timer.owner == owner; });
+    if (driver.timers.size() < before)
+        clock_owner_forget_reader();
 }
 
 void clock_driver_step(clock_driver &driver, int64_t until_ns)
 {
     driver.step_to_ns = until_ns;
+}
+
+// What was slept through came with the tick that was read.
+static int64_t next_due(const driven_timer &timer)
+{
+    if (timer.interval_ns == 0)
+        return INT64_MAX;
+    const int64_t passed = std::max<int64_t>(clock_monotonic_ns() - timer.due_ns, 0) / timer.interval_ns;
+    return timer.due_ns + (passed + 1) * timer.interval_ns;
 }
 
 static void notice_reads(clock_driver &driver)
@@ -84,7 +96,7 @@ static void notice_reads(clock_driver &driver)
         if (!timer.unread || !was_read(timer.fd))
             continue;
         timer.unread = false;
-        timer.due_ns = timer.interval_ns == 0 ? INT64_MAX : timer.due_ns + timer.interval_ns;
+        timer.due_ns = next_due(timer);
         driver.look_pause_ns = 0;
     }
 }
@@ -136,9 +148,10 @@ static void set_limit(clock_driver &driver, int64_t limit_ns)
 
 static void move_limit(clock_driver &driver)
 {
+    const int64_t wakes_ns = clock_owner_reader_wakes_ns();
     int64_t limit_ns = INT64_MAX;
     for (const driven_timer &timer : driver.timers)
-        limit_ns = std::min(limit_ns, timer.due_ns);
+        limit_ns = std::min(limit_ns, timer.unread ? std::max(timer.due_ns, wakes_ns) : timer.due_ns);
     // Every change wakes all who sleep on the clock.
     if (limit_ns != driver.limit_ns)
         set_limit(driver, limit_ns);

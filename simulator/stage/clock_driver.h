@@ -5,7 +5,9 @@
 // The clock's limit is always the next tick, so time stands still there until the tick was delivered and
 // read. A tick is delivered by letting the descriptor expire at once; whether it was read is seen on stage's
 // own copy of the descriptor, which is looked at again after 0.1 ms growing to 2 ms, only while a tick is
-// unread.
+// unread. A short stand is made up for, so that the clock keeps pace with the host's; a long one, of a daemon
+// held in a debugger, is not. Only a daemon that itself sleeps by the clock is let sleep past a tick, as it
+// would on a camera: waiting for each other, neither would ever go on.
 #pragma once
 
 #include <cstdint>

@@ -2,7 +2,9 @@
 // The daemon's timer under the virtual clock, with a real descriptor that the test reads when it likes.
 #include "harness.h"
 
+#include "common/clock.h"
 #include "common/host_time.h"
+#include "common/page.h"
 #include "stage/clock_driver.h"
 
 #include <poll.h>
@@ -10,6 +12,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <thread>
 
 struct daemon_timer {
     clock_driver driver;
@@ -209,6 +213,79 @@ STORY(clock_of_the_camera, does_not_make_up_for_a_long_stand)
     EXPECT_EQ(read_ticks(timer.fd), 1U);
     clock_driver_run(timer.driver);
     EXPECT_LT(desk_clock_ms(), 510 + 300);
+    finish(timer);
+}
+
+STORY(a_daemon_that_sleeps, is_let_sleep_past_a_tick_and_finds_it_afterwards)
+{
+    desk_page();
+    daemon_timer timer;
+    bring(timer, 1, 1000, 1000);
+    desk_clock_step(950);
+    desk_clock_run(1);
+    std::atomic<bool> awake = false;
+    std::thread sleeper([&awake] {
+        clock_wait_as_reader_until_ns(1'050'000'000);
+        awake = true;
+    });
+    EXPECT_TRUE(desk_wait([&] {
+        clock_driver_run(timer.driver);
+        return awake.load();
+    })) << "the clock waits for who waits for the clock";
+    sleeper.join();
+    EXPECT_EQ(read_ticks(timer.fd), 1U);
+    EXPECT_EQ(next_tick(timer), 1U);
+    EXPECT_EQ(desk_clock_ms(), 2000);
+    finish(timer);
+}
+
+STORY(a_daemon_that_sleeps, holds_the_clock_again_when_it_is_awake)
+{
+    desk_page();
+    daemon_timer timer;
+    bring(timer, 1, 1000, 1000);
+    page_open()->reader_wakes_ns = 1'200'000'000;
+    clock_driver_step(timer.driver, 10'000'000'000);
+    for (int i = 0; i < 5; i++)
+        clock_driver_run(timer.driver);
+    EXPECT_EQ(desk_clock_ms(), 1200);
+    EXPECT_EQ(read_ticks(timer.fd), 1U);
+    finish(timer);
+}
+
+STORY(a_daemon_that_sleeps, finds_one_tick_for_all_that_it_slept_through)
+{
+    desk_page();
+    daemon_timer timer;
+    bring(timer, 1, 1000, 1000);
+    page_open()->reader_wakes_ns = 3'500'000'000;
+    clock_driver_step(timer.driver, 3'500'000'000);
+    ASSERT_TRUE(desk_wait([&] {
+        clock_driver_run(timer.driver);
+        return desk_clock_ms() == 3500;
+    }));
+    page_open()->reader_wakes_ns = 0;
+    EXPECT_EQ(read_ticks(timer.fd), 1U);
+    clock_driver_run(timer.driver);
+    desk_clock_step(10'000);
+    EXPECT_EQ(desk_clock_ms(), 4000);
+    EXPECT_EQ(next_tick(timer), 1U);
+    finish(timer);
+}
+
+STORY(a_daemon_that_is_killed_asleep, leaves_no_trace_of_its_sleep)
+{
+    desk_page();
+    daemon_timer timer;
+    bring(timer, 1, 1000, 1000);
+    page_open()->reader_wakes_ns = 60'000'000'000;
+    clock_driver_forget(timer.driver, 1);
+    close(timer.fd);
+    bring(timer, 2, 1000, 1000);
+    clock_driver_step(timer.driver, 60'000'000'000);
+    for (int i = 0; i < 5; i++)
+        clock_driver_run(timer.driver);
+    EXPECT_EQ(desk_clock_ms(), 1000);
     finish(timer);
 }
 

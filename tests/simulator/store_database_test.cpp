@@ -160,6 +160,15 @@ STORY(store_database, one_with_an_overwritten_page_is_set_aside)
     expect_replaced(open_database(), "database disk image is malformed");
 }
 
+STORY(store_database, one_whose_values_can_be_read_but_whose_pages_do_not_add_up_is_set_aside)
+{
+    make_used_database();
+    std::string bytes = desk_file(file());
+    bytes[39] = static_cast<char>(bytes[39] + 5); // the number of free pages in the file's head
+    write_file(file(), bytes);
+    expect_replaced(open_database(), "database disk image is malformed");
+}
+
 // Another program's file, whatever the statement makes of it.
 static void make_database_with(const char *sql)
 {

@@ -37,7 +37,8 @@ static int64_t sleep_ns(int64_t duration_ns)
 {
     const int error = errno;
     const int64_t until = clock_monotonic_ns() + duration_ns;
-    const bool over = clock_wait_until_ns(until);
+    const bool is_main_thread = gettid() == getpid();
+    const bool over = is_main_thread ? clock_wait_as_reader_until_ns(until) : clock_wait_until_ns(until);
     const int64_t left = over ? 0 : until - clock_monotonic_ns();
     errno = error;
     return left > 0 ? left : 0;

@@ -26,6 +26,20 @@ struct heap_free {
 };
 using text_ptr = std::unique_ptr<char, heap_free>; // malloc'ed text
 
+// Closes a descriptor; one below 0 is none.
+struct fd_guard {
+    explicit fd_guard(int owned) : fd(owned) {}
+    ~fd_guard()
+    {
+        if (fd >= 0)
+            close(fd);
+    }
+    fd_guard(const fd_guard &) = delete;
+    fd_guard &operator=(const fd_guard &) = delete;
+
+    int fd;
+};
+
 // Holds a mutex while it lives.
 struct lock_guard {
     explicit lock_guard(pthread_mutex_t &held) : mutex(held)

@@ -4,7 +4,10 @@
 #pragma once
 
 #include "core/kit.h"
+#include "sound/sound.h"
 
+#include "fakes/files.h"
+#include "fakes/message_bus.h"
 #include "fakes/platform.h"
 #include "fakes/record.h"
 #include "fakes/sockets.h"
@@ -73,8 +76,22 @@ inline void kit_restored(const kit_globals &then)
 // Taken before main, so before anything of the daemon has run.
 inline const kit_globals kit_at_start = kit_saved();
 
+// A player that comes and goes leaves the link as it was before the first.
+inline void sound_reset()
+{
+    bus_reset();
+    bus.player_listens = true;
+    sound_init(nullptr);
+    bus_player_leaves();
+    sound_recv();
+    sound_exit();
+    bus_reset();
+}
+
 inline void fakes_reset()
 {
+    sound_reset();
+    prompt_files_reset();
     platform_reset();
     store_reset();
     system_reset();

@@ -1,15 +1,92 @@
 // SPDX-License-Identifier: MIT
 // libwrax and libwraxev.
-#include "fakes/platform.h"
+#include "fakes/message_bus.h"
 #include "fakes/record.h"
 
-#include <libwrax.h>
+#include <cerrno>
+#include <deque>
+#include <set>
 
-struct wrax_rcv {
-    int unused;
+constexpr int event_left = 1;
+
+struct subscription {
+    wrax_rcv_handler handler;
+    void *argument;
 };
 
-static wrax_rcv the_receiver;
+struct wrax_rcv {
+    subscription subscriptions[4];
+    bool abandoned; // the player's leaving was told
+};
+
+struct bus_event {
+    int event;
+    std::string message;
+};
+
+bus_fakes bus;
+
+static std::set<wrax_rcv *> receivers;
+static wrax_rcv *latest;
+static std::vector<bus_message> messages;
+static std::deque<bus_event> waiting;
+static int sends_until_failure;
+static int last_result;
+
+void bus_reset()
+{
+    bus = bus_fakes();
+    messages.clear();
+    waiting.clear();
+    sends_until_failure = 0;
+    last_result = 0;
+}
+
+std::vector<bus_message> bus_messages()
+{
+    return messages;
+}
+
+void bus_forgets_messages()
+{
+    messages.clear();
+}
+
+void bus_send_fails(int nth)
+{
+    sends_until_failure = nth;
+}
+
+int bus_receivers()
+{
+    return static_cast<int>(receivers.size());
+}
+
+const wrax_rcv *bus_receiver()
+{
+    return latest;
+}
+
+void bus_player_connects()
+{
+    waiting.push_back({ 0, "" });
+}
+
+void bus_player_leaves()
+{
+    waiting.push_back({ event_left, "" });
+}
+
+void bus_player_says(const std::string &header, const std::string &text)
+{
+    EXPECT_EQ(header.size(), 12U);
+    waiting.push_back({ 3, header + text });
+}
+
+int bus_last_result()
+{
+    return last_result;
+}
 
 int wrax_rcv_global_init(void)
 {
@@ -25,40 +102,76 @@ void wrax_rcv_global_exit(void)
 wrax_rcv *wrax_rcv_create(const char *path)
 {
     record_call("wrax_rcv_create(%s)", quoted(path).c_str());
-    return &the_receiver;
+    if (bus.create_fails)
+        return nullptr;
+    latest = new wrax_rcv();
+    receivers.insert(latest);
+    return latest;
 }
 
-int wrax_rcv_event(wrax_rcv *, int event, wrax_rcv_handler handler, void *)
+int wrax_rcv_event(wrax_rcv *receiver, int event, wrax_rcv_handler handler, void *argument)
 {
-    record_call("wrax_rcv_event(%d, %s)", event, handler == nullptr ? "none" : "yes");
+    record_call("wrax_rcv_event(%d, %s, %s)", event, handler == nullptr ? "none" : "yes",
+                argument == nullptr ? "null" : "something");
+    receiver->subscriptions[event] = { handler, argument };
     return 0;
 }
 
 int wrax_rcv_start(wrax_rcv *)
 {
     record_call("wrax_rcv_start()");
-    return 0;
+    return bus.player_listens ? 0 : -1;
 }
 
 int wrax_rcv_fd(wrax_rcv *)
 {
     record_call("wrax_rcv_fd()");
+    return bus.fd;
+}
+
+static int fail(int error)
+{
+    errno = error;
     return -1;
 }
 
-int wrax_rcv_poll(wrax_rcv *)
+int wrax_rcv_poll(wrax_rcv *receiver)
 {
     record_call("wrax_rcv_poll()");
-    return 0;
+    if (receiver->abandoned)
+        return fail(ENOTCONN);
+    while (!waiting.empty()) {
+        bus_event now = waiting.front();
+        waiting.pop_front();
+        receiver->abandoned = now.event == event_left;
+        subscription &subscribed = receiver->subscriptions[now.event];
+        last_result = subscribed.handler(receiver, now.message.c_str(), subscribed.argument);
+    }
+    if (bus.poll_result < 0)
+        errno = bus.poll_errno;
+    return bus.poll_result;
 }
 
-int wrax_rcv_send_message(wrax_rcv *, const void *, int length)
+// A short message is shown, a long one only measured.
+static std::string shown(const std::string &bytes)
 {
-    record_call("wrax_rcv_send_message(%d bytes)", length);
-    return length;
+    return bytes.size() <= 16 ? quoted(bytes.c_str()) : "...";
 }
 
-void wrax_rcv_destroy(wrax_rcv *)
+int wrax_rcv_send_message(wrax_rcv *receiver, const void *bytes, int length)
+{
+    EXPECT_TRUE(receivers.contains(receiver));
+    std::string copy(static_cast<const char *>(bytes), static_cast<size_t>(length));
+    record_call("wrax_rcv_send_message(%s, %d)", shown(copy).c_str(), length);
+    if (sends_until_failure > 0 && --sends_until_failure == 0)
+        return fail(EPIPE);
+    messages.push_back({ copy, bytes });
+    return bus.send_result;
+}
+
+void wrax_rcv_destroy(wrax_rcv *receiver)
 {
     record_call("wrax_rcv_destroy()");
+    EXPECT_EQ(receivers.erase(receiver), 1U) << "destroyed twice";
+    delete receiver;
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// platform.h - what a test turns on the fakes of the utility library, the device kit and the message bus.
+// platform.h - what a test turns on the fakes of the utility library and the device kit.
 #pragma once
 
 #include <libcam_warden.h>

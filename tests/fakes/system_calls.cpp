@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "fakes/system_calls.h"
+#include "fakes/files.h"
 
 #include <dlfcn.h>
 #include <netinet/in.h>
@@ -97,6 +98,8 @@ int close(int fd)
     static auto *const real_close = real<int(int)>("close");
     if (is_watched(fd))
         record_call("close(%d)", fd);
+    if (prompt_closes(fd))
+        record_call("close(prompt)");
     return real_close(fd);
 }
 

@@ -11,6 +11,7 @@
 #include "libkivo_util.h"
 #include "libwrax.h"
 #include "modules/module.h"
+#include "sound/sound.h"
 #include "store/selvar_nvram.h"
 #include "util/text.h"
 
@@ -65,6 +66,47 @@ void selvar_connect_retry(void)
     pollset_check_limit(__FILE__, __LINE__);
 }
 
+// The player has nothing to say that the daemon would act on.
+static int sound_notify_handler(const char *key, const char *msg)
+{
+    log_info("sound_notify_handler key: %s, msg: %s\n", key, msg);
+    return 0;
+}
+
+void sound_close(void)
+{
+    if (kit.sound_fd <= 0)
+        return;
+    if (!pollset_remove(kit.sound_fd))
+        log_warning("kit.sound_fd (%d) not in pollfds.\n", kit.otd_sock); // this number, of old
+    sound_exit();
+    kit.sound_fd = 0;
+}
+
+int sound_close_retry(void)
+{
+    if (sound_recv() < 0) {
+        log_debug("sound_close_retry\n");
+        usleep(vanished_pause_us);
+        sound_close();
+    }
+    return 0;
+}
+
+void sound_connect_retry(void)
+{
+    log_warning("Retry connecting to sound wrax...\n");
+    kit.reconnect_time = time_monotonic();
+    kit.sound_fd = sound_init(sound_notify_handler);
+    if (kit.sound_fd < 1)
+        return;
+    log_info("Connected to sound wrax.\n");
+    pollset_write(kit.sound_fd);
+    log_info("sound sockfd: %d\n", kit.sound_fd);
+    pollset_count();
+    pollset_check_limit(__FILE__, __LINE__);
+}
+
 static void close_if_open(int &fd)
 {
     if (fd > 0)
@@ -83,6 +125,7 @@ static void release_links(bool store_open)
     close_if_open(kit.timer_fd);
     close_if_open(kit.otd_sock);
     torvu_camwarden_exit();
+    sound_exit();
     wrax_rcv_global_exit();
 }
 
@@ -104,6 +147,15 @@ static void take_signals(void)
     struct sigaction ignore = {};
     ignore.sa_handler = SIG_IGN;
     sigaction(SIGPIPE, &ignore, nullptr);
+}
+
+static void start_sound_link(void)
+{
+    kit.sound_fd = sound_init(sound_notify_handler);
+    if (kit.sound_fd > 0)
+        pollset_add(kit.sound_fd);
+    else
+        log_warning("Fail to start sound player. retry after 1 sec!\n");
 }
 
 static void start_cloud_link(void)
@@ -164,6 +216,7 @@ static int start_and_run(void)
     log_info("device kit call\n");
     take_signals();
     wrax_rcv_global_init();
+    start_sound_link();
     start_cloud_link();
     kit.sysinfo_due =
         time_monotonic() + static_cast<uint32_t>(rand_range(sysinfo_first_min_s, sysinfo_first_max_s));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// camwarden.h - start-up, the loop, shutdown, and the link to the store. Main thread only.
+// camwarden.h - start-up, the loop, shutdown, and the links to the store and the player. Main thread only.
 #pragma once
 
 // The whole life of the daemon. Returns its exit status: -1 without a timer, 0 without a store, the result of
@@ -16,3 +16,8 @@ int selvar_close_retry(void);
 
 void selvar_close(void);
 void selvar_connect_retry(void);
+
+// The same for the player's.
+int sound_close_retry(void);
+void sound_close(void);
+void sound_connect_retry(void);

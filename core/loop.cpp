@@ -49,6 +49,8 @@ static void handle_readable(int fd)
         tick_handler(fd);
     else if (fd == kit.mc_fd)
         selvar_close_retry();
+    else if (fd == kit.sound_fd)
+        sound_close_retry();
 }
 
 static void handle_broken(int index, int fd, short revents)
@@ -57,6 +59,8 @@ static void handle_broken(int index, int fd, short revents)
                 static_cast<unsigned>(static_cast<int>(revents)));
     if (fd == kit.otd_sock) {
         otd_close();
+    } else if (fd == kit.sound_fd) {
+        sound_close();
     } else if (fd == kit.mc_fd) {
         selvar_close();
     } else {

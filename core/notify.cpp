@@ -5,6 +5,7 @@
 #include "core/watched_keys.h"
 #include "libkivo_util.h"
 #include "modules/module.h"
+#include "sound/sound.h"
 #include "store/selvar_nvram.h"
 #include "util/text.h"
 
@@ -21,10 +22,22 @@ static void for_module_keys(key_operation operate)
             operate("nvram", module_table[i].nvram_keys[k]);
 }
 
+// Registering brings the present value: a prompt that was asked for earlier is not to be played now.
+void notify_prepare_sound_play(void)
+{
+    if (sound_is_ready() == 1)
+        selvar_mem_set_string("sound_play", "ready", 1);
+    else
+        selvar_nvram_unset("mem", "sound_play");
+}
+
 void selvar_register_keys(void)
 {
-    for (const watched_key &watched : watched_keys)
+    for (const watched_key &watched : watched_keys) {
+        if (watched.prepare)
+            watched.prepare();
         selvar_nvram_register_notify(watched.space, watched.key);
+    }
     for_module_keys(selvar_nvram_register_notify);
 }
 

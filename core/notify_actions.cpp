@@ -8,6 +8,8 @@
 #include "handlers/leds.h"
 #include "libcam_warden.h"
 #include "libkivo_util.h"
+#include "sound/prompts.h"
+#include "sound/sound.h"
 #include "spec/service.h"
 #include "store/selvar_nvram.h"
 #include "util/text.h"
@@ -42,6 +44,25 @@ static void on_dev_status(const char *value)
 {
     kit.ota = text_equal(value, "ota") ? 1 : 0;
     log_debug("kit.ota: %d\n", kit.ota);
+}
+
+static void on_sound_play(const char *value)
+{
+    int id = 0;
+    int flags = 0;
+    int unused = 0;
+    if (sscanf(value, "[%d,%d,%d]", &id, &flags, &unused) < 3) {
+        log_warning("sound_play msg error: %s\n", value);
+        return;
+    }
+    const char *name = sound_prompt_name(id);
+    if (!name) {
+        log_err("sound_play error, unknown sound id: %d !\n", id);
+        return;
+    }
+    int result = sound_play(name, flags, language);
+    if (result < 0)
+        log_err("sound_play error, ret: %d !\n", result);
 }
 
 static void on_light(const char *value)
@@ -229,6 +250,7 @@ static constexpr notify_action notify_actions[] = {
     { .key = "led_cmd",                 .run = on_led_cmd },
     { .key = "motor_cmd",               .run = notify_motor_cmd },
     { .key = "dev_status",              .run = on_dev_status },
+    { .key = "sound_play",              .run = on_sound_play },
     { .key = "light",                   .run = on_light },
     { .key = "power",                   .run = on_power,                   .accepts_null = true },
     { .key = "motor",                   .run = notify_motor,               .accepts_null = true },

@@ -4,6 +4,7 @@
 #include "core/kit.h"
 #include "libcam_warden.h"
 #include "libkivo_util.h"
+#include "sound/sound.h"
 #include "store/selvar_nvram.h"
 #include "util/text.h"
 
@@ -13,7 +14,7 @@
 constexpr int operation_reset = 5;
 constexpr int operation_empty = 6;
 constexpr int operation_slide = 12;
-constexpr int stamped_below = 6; // these operations count as a movement by hand
+constexpr int by_hand_below = 6; // these operations are a movement by hand
 constexpr int centre = 50;
 constexpr int position_size = 16; // of a "[h,v]" text for the motor
 constexpr int slide_size = 128;
@@ -34,8 +35,9 @@ static constexpr motor_step motor_steps[] = {
 };
 // clang-format on
 
-static void stamp_movement(void)
+static void note_movement(void)
 {
+    sound_ban(); // nobody is to speak while the head turns
     shared(motor_time).store(static_cast<int64_t>(time_realtime_ms()));
     if (shared(kit.track_time).load() != 0)
         shared(kit.track_time).store(time_monotonic());
@@ -79,8 +81,8 @@ void notify_motor_cmd(const char *value)
         log_err("motor msg error, [%d,%d]", operation, third);
         return;
     }
-    if (operation < stamped_below)
-        stamp_movement();
+    if (operation < by_hand_below)
+        note_movement();
     run_operation(operation);
 }
 

@@ -2,10 +2,15 @@
 #include "core/rpc_methods.h"
 
 #include "core/dispatcher.h"
+#include "core/kit.h"
 #include "handlers/maintenance.h"
 #include "handlers/properties.h"
 #include "handlers/status.h"
 #include "libkivo_util.h"
+#include "sound/prompts.h"
+#include "sound/sound.h"
+#include "util/reply.h"
+#include "util/send_text.h"
 #include "util/text.h"
 
 constexpr uint64_t feedback_period_ms = 10000;
@@ -69,6 +74,16 @@ static int app_feedback(rpc_call &call)
     return result;
 }
 
+// The answer does not wait for the prompts.
+static int alarm_sound(rpc_call &call)
+{
+    reply_ok(call.ackbuf, call.ackbuf_size, call.id);
+    send_text(call.sock, call.ackbuf);
+    for (int id : { sound_alarm1, sound_alarm2, sound_alarm3 })
+        sound_play(sound_prompt_name(id), sound_queued, language);
+    return 0;
+}
+
 using enum rpc_reply;
 
 // clang-format off
@@ -94,6 +109,7 @@ static constexpr rpc_method rpc_methods[] = {
     { "set_full_color",              {},                                           no,       answers_itself<set_full_color> },
     { "set_night_mode",              { log_debug, "Got kiVO.night_mode...\n" },    to_cloud, fills<night_mode_set>,              { log_err, "kiVO.night_mode fail\n" } },
     { "set_improve_program",         { log_debug, "set improve_program...\n" },    plain_ok, text_only<set_improve_program> },
+    { "alarm_sound",                 { log_debug, "manual play alarm sound .... \n" }, no,   alarm_sound },
 };
 // clang-format on
 

@@ -6,6 +6,7 @@
 #include "core/kit.h"
 #include "core/otd_link.h"
 #include "libkivo_util.h"
+#include "sound/sound.h"
 #include "spec/service.h"
 #include "util/children.h"
 #include "util/send_text.h"
@@ -16,6 +17,7 @@
 constexpr uint32_t clock_good_s = 1800;
 constexpr uint32_t clock_unset_mask = 15; // every 16 s
 constexpr uint32_t cloud_pause_s = 5;
+constexpr uint64_t sound_ban_ms = 1000; // behind the last movement
 constexpr size_t query_size = 1024;
 
 // method is a literal of this file.
@@ -67,6 +69,17 @@ static void ask_status(void)
         otd_status_check();
 }
 
+// Every tick without a recent movement unmutes: that also frees a player that a daemon before this one had
+// muted. A clock that went back makes a huge difference. A movement of this very moment keeps its stamp.
+static void lift_sound_ban(void)
+{
+    int64_t moved_at = shared(motor_time).load();
+    if (moved_at != 0 && time_realtime_ms() - static_cast<uint64_t>(moved_at) < sound_ban_ms)
+        return;
+    sound_unban();
+    shared(motor_time).compare_exchange_strong(moved_at, 0);
+}
+
 int tick_handler(int fd)
 {
     uint64_t expirations = 0; // how many were missed does not matter
@@ -80,5 +93,6 @@ int tick_handler(int fd)
     bring_back_cloud();
     bring_back_store();
     ask_status();
+    lift_sound_ban();
     return 0;
 }

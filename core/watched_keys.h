@@ -5,7 +5,10 @@
 struct watched_key {
     const char *space;
     const char *key;
+    void (*prepare)(void) = nullptr; // right before the key is registered
 };
+
+void notify_prepare_sound_play(void);
 
 // clang-format off
 inline constexpr watched_key watched_keys[] = {
@@ -15,7 +18,7 @@ inline constexpr watched_key watched_keys[] = {
     { "mem",   "track" },
     { "mem",   "motor_reset" },
     { "mem",   "motor_slide_screen" },
-    { "mem",   "sound_play" },
+    { "mem",   "sound_play", notify_prepare_sound_play },
     { "nvram", "light" },
     { "nvram", "motor" },
     { "nvram", "motion_detection_enable" },

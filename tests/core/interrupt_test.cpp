@@ -54,6 +54,8 @@ TEST_F(interrupt, ends_the_process_after_an_orderly_shutdown_without_the_exit_ho
     kit.otd_sock = cloud.daemon;
     kit.timer_fd = dup(STDERR_FILENO);
     kit.mc_fd = selvar_nvram_init(nullptr);
+    bus.player_listens = true;
+    kit.sound_fd = sound_init(nullptr);
     watch_close(kit.otd_sock);
     watch_close(kit.timer_fd);
     std::string closes_timer = "close(" + std::to_string(kit.timer_fd) + ")";
@@ -67,11 +69,12 @@ TEST_F(interrupt, ends_the_process_after_an_orderly_shutdown_without_the_exit_ho
                     { "libselvar_unregister_notification(mem, default, led_cmd, 0, none, none, 0, 0)",
                       "libselvar_unregister_notification(nvram, default, power, 0, none, none, 0, 0)",
                       "libselvar_close()", closes_timer, closes_cloud, "torvu_camwarden_exit()",
-                      "wrax_rcv_global_exit()", goodbye });
+                      "wrax_rcv_destroy()", "wrax_rcv_global_exit()", goodbye });
     EXPECT_EQ(child.story.back(), goodbye);
     EXPECT_EQ(place(child.story, "module exit()"), -1);
     close(kit.timer_fd);
     selvar_nvram_exit();
+    sound_exit();
 }
 
 TEST_F(interrupt, unregisters_whether_or_not_the_store_is_open)

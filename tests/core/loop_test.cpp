@@ -66,6 +66,13 @@ struct loop : daemon_desk {
         return all;
     }
 
+    static void player_is_up()
+    {
+        bus.player_listens = true;
+        kit.sound_fd = sound_init(nullptr);
+        record_clear();
+    }
+
     static bool ticked()
     {
         return log_mentions("Retry connecting");
@@ -143,6 +150,43 @@ TEST_F(loop, hands_the_store_descriptor_to_the_store)
     has_entries({ kit.mc_fd });
     runs({ { { POLLIN }, 1 } });
     EXPECT_TRUE(store_served());
+}
+
+TEST_F(loop, hands_the_players_descriptor_to_its_link)
+{
+    player_is_up();
+    has_entries({ kit.sound_fd });
+    runs({ { { POLLIN }, 1 } });
+    EXPECT_EQ(happened(), texts{ "wrax_rcv_poll()" });
+}
+
+TEST_F(loop, asks_the_store_before_the_player)
+{
+    player_is_up();
+    kit.sound_fd = kit.mc_fd;
+    has_entries({ kit.mc_fd });
+    runs({ { { POLLIN }, 1 } });
+    EXPECT_EQ(happened(), texts{ "libselvar_xhandle_response()" });
+}
+
+TEST_F(loop, closes_the_player_before_the_store)
+{
+    player_is_up();
+    kit.sound_fd = kit.mc_fd;
+    has_entries({ kit.mc_fd });
+    runs({ { { POLLERR }, 1 } });
+    EXPECT_EQ(kit.sound_fd, 0);
+    EXPECT_GT(kit.mc_fd, 0);
+}
+
+TEST_F(loop, closes_the_cloud_link_before_the_player)
+{
+    player_is_up();
+    kit.sound_fd = kit.otd_sock;
+    has_entries({ kit.otd_sock });
+    runs({ { { POLLERR }, 1 } });
+    EXPECT_EQ(kit.otd_sock, 0);
+    EXPECT_GT(kit.sound_fd, 0);
 }
 
 TEST_F(loop, leaves_an_unknown_readable_descriptor_alone_but_counts_it)
@@ -234,6 +278,16 @@ TEST_P(broken_link, to_the_store_is_closed)
     EXPECT_EQ(happened(), (texts{ broken(0, 40, GetParam().shown), "libselvar_close()" }));
     EXPECT_EQ(kit.mc_fd, 0);
     EXPECT_EQ(kit.nfds, 0);
+}
+
+TEST_P(broken_link, to_the_player_is_closed)
+{
+    player_is_up();
+    has_entries({ 300, kit.sound_fd });
+    runs({ { { 0, GetParam().revents }, 1 } });
+    EXPECT_EQ(happened(), (texts{ broken(1, 60, GetParam().shown), "wrax_rcv_destroy()" }));
+    EXPECT_EQ(kit.sound_fd, 0);
+    EXPECT_EQ(kit.nfds, 1);
 }
 
 TEST_P(broken_link, of_nobody_is_closed_and_removed)

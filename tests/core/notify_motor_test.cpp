@@ -108,6 +108,7 @@ TEST_P(refused_motor_command, moves_nothing_and_stamps_nothing)
     selvar_notify_handler("motor_cmd", GetParam().value);
     EXPECT_EQ(motor_calls(), texts{});
     EXPECT_EQ(motor_time, 0);
+    EXPECT_FALSE(log_mentions("sound ban"));
     EXPECT_TRUE(logged("err: motor msg error, " + std::string(GetParam().shown)));
     EXPECT_EQ(av_index, GetParam().stream);
 }
@@ -141,6 +142,41 @@ INSTANTIATE_TEST_SUITE_P(operations, stamped_movement,
                          testing::Values(stamping_row{ 0, true }, stamping_row{ 1, true },
                                          stamping_row{ 4, true }, stamping_row{ 5, true },
                                          stamping_row{ 6, false }, stamping_row{ 7, false }));
+
+struct muted_movement : stamped_movement {};
+
+TEST_P(muted_movement, is_one_below_operation_6)
+{
+    bus.player_listens = true;
+    sound_init(nullptr);
+    record_clear();
+    selvar_notify_handler("motor_cmd", ("[0," + std::to_string(GetParam().operation) + ",0]").c_str());
+    EXPECT_EQ(bus_messages().size(), GetParam().stamps ? 1U : 0U);
+    EXPECT_EQ(called(R"(wrax_rcv_send_message("SOUND_BAN", 9))"), GetParam().stamps);
+    sound_exit();
+}
+
+INSTANTIATE_TEST_SUITE_P(operations, muted_movement,
+                         testing::Values(stamping_row{ 0, true }, stamping_row{ 1, true },
+                                         stamping_row{ 5, true }, stamping_row{ 6, false },
+                                         stamping_row{ 7, false }));
+
+TEST_F(head, the_player_is_muted_before_the_head_turns)
+{
+    bus.player_listens = true;
+    sound_init(nullptr);
+    record_clear();
+    selvar_notify_handler("motor_cmd", "[0,1,0]");
+    EXPECT_TRUE(in_order({ "debug: sound ban\n", R"(wrax_rcv_send_message("SOUND_BAN", 9))", step(1) }));
+    sound_exit();
+}
+
+TEST_F(head, without_a_player_the_head_turns_all_the_same)
+{
+    selvar_notify_handler("motor_cmd", "[0,1,0]");
+    EXPECT_TRUE(in_order({ "err: sound ban wrax msg handle have not been created!\n", step(1) }));
+    EXPECT_NE(motor_time, 0);
+}
 
 TEST_F(head, a_movement_does_not_begin_a_tracking_time)
 {

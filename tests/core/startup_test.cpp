@@ -53,8 +53,9 @@ TEST_F(life, starts_in_its_order)
     EXPECT_EQ(camwarden_main(), 0);
     const std::string timer = std::to_string(running.timer_fd);
     EXPECT_EQ(story().front(), "info: device kit call\n");
-    EXPECT_TRUE(in_order({ "info: device kit call\n", "wrax_rcv_global_init()", "connect(127.0.0.1:54320)",
-                           "rand_range(3600, 21600)",
+    EXPECT_TRUE(in_order({ "info: device kit call\n", "wrax_rcv_global_init()",
+                           R"(wrax_rcv_create("/run/audio_play"))", "wrax_rcv_start()",
+                           "connect(127.0.0.1:54320)", "rand_range(3600, 21600)",
                            "timerfd_create(" + std::to_string(CLOCK_MONOTONIC) + ", " +
                                std::to_string(TFD_NONBLOCK | TFD_CLOEXEC) + ")",
                            timer_line(running.timer_fd), "timer_start(" + timer + ", 1000, 1000)",
@@ -71,15 +72,20 @@ TEST_F(life, ends_in_its_order)
                            "libselvar_unregister_notification(mem, default, led_cmd, 140, none, none, 0, 0)",
                            "libselvar_unregister_notification(nvram, default, power, 140, none, none, 0, 0)",
                            "libselvar_close()", "torvu_camwarden_exit()", "wrax_rcv_global_exit()" }));
+    EXPECT_EQ(calls_of("wrax_rcv_destroy").size(), 1U) << "of the start that failed";
     EXPECT_EQ(kit.mc_fd, 0);
     EXPECT_EQ(store_open_handles(), 0);
     EXPECT_FALSE(log_mentions("goodbye"));
 }
 
-TEST_F(life, without_the_cloud_client_runs_with_timer_and_store_alone)
+TEST_F(life, without_cloud_client_and_player_runs_with_timer_and_store_alone)
 {
     EXPECT_EQ(camwarden_main(), 0);
     EXPECT_EQ(running.otd_sock, -1);
+    EXPECT_EQ(running.sound_fd, -1);
+    EXPECT_TRUE(in_order({ "err: wrax_rcv_start fialed!\n",
+                           "warning: Fail to start sound player. retry after 1 sec!\n",
+                           "connect(127.0.0.1:54320)" }));
     EXPECT_EQ(running.nfds, 2);
     EXPECT_EQ(running.pollfds[0].fd, running.timer_fd);
     EXPECT_EQ(running.pollfds[1].fd, running.mc_fd);
@@ -87,7 +93,43 @@ TEST_F(life, without_the_cloud_client_runs_with_timer_and_store_alone)
     EXPECT_EQ(running.pollfds[1].events, POLLIN);
 }
 
-TEST_F(life, with_the_cloud_client_polls_it_first)
+TEST_F(life, with_the_player_polls_it_before_all_others)
+{
+    cloud_listener listener;
+    bus.player_listens = true;
+    EXPECT_EQ(camwarden_main(), 0);
+    EXPECT_EQ(running.sound_fd, 60);
+    EXPECT_EQ(running.nfds, 4);
+    EXPECT_EQ(running.pollfds[0].fd, 60);
+    EXPECT_EQ(running.pollfds[0].events, POLLIN);
+    EXPECT_EQ(running.pollfds[1].fd, running.otd_sock);
+    EXPECT_EQ(running.pollfds[2].fd, running.timer_fd);
+    EXPECT_EQ(running.pollfds[3].fd, running.mc_fd);
+    EXPECT_FALSE(log_mentions("Fail to start sound player"));
+}
+
+TEST_F(life, with_the_player_ends_its_link_between_the_device_kit_and_the_bus)
+{
+    bus.player_listens = true;
+    camwarden_main();
+    EXPECT_TRUE(in_order(
+        { "libselvar_close()", "torvu_camwarden_exit()", "wrax_rcv_destroy()", "wrax_rcv_global_exit()" }));
+    EXPECT_EQ(bus_receivers(), 0);
+}
+
+TEST_F(life, logs_what_the_player_says)
+{
+    bus.player_listens = true;
+    libc.on_poll = [](pollfd *, nfds_t, const timespec *, const sigset_t *) {
+        bus_player_says("header-of-12", "playing");
+        sound_close_retry();
+        return -1;
+    };
+    camwarden_main();
+    EXPECT_TRUE(logged("info: sound_notify_handler key: header-of-12playing, msg: playing\n"));
+}
+
+TEST_F(life, with_the_cloud_client_but_no_player_polls_it_first)
 {
     cloud_listener listener;
     EXPECT_EQ(camwarden_main(), 0);

@@ -1,54 +1,13 @@
 // SPDX-License-Identifier: MIT
 // The one-second tick: the clock, the links, the status; and the two queries.
 #include "core/dispatcher.h"
-#include "core/tick.h"
 #include "spec/service.h"
+#include "tick_desk.h"
 #include "util/children.h"
-
-#include "fakes/daemon_desk.h"
 
 #include <sys/timerfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-static const char time_query[] = R"({"id":501,"method":"local.query_time","params":null})";
-static const char status_query[] = R"({"id":501,"method":"local.query_status","params":null})";
-
-// All links up and nothing due, until a test says otherwise.
-struct tick : daemon_desk {
-    tick()
-    {
-        kit.timer_fd = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
-        kit.sound_fd = 99;
-        kit.status_received = 1;
-        kit.reconnect_time = 900;
-        record_clear();
-        at(1001);
-    }
-    ~tick() override
-    {
-        close(kit.timer_fd);
-    }
-
-    static void at(uint32_t second)
-    {
-        platform.monotonic_s = second;
-    }
-
-    static texts ticks()
-    {
-        record_clear();
-        sends_reset();
-        EXPECT_EQ(tick_handler(kit.timer_fd), 0);
-        return sent_texts();
-    }
-
-    static texts ticks_at(uint32_t second)
-    {
-        at(second);
-        return ticks();
-    }
-};
 
 TEST_F(tick, with_nothing_due_does_nothing)
 {

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+// The player in the one-second tick: the end of its being muted.
+#include "tick_desk.h"
+
+// The player is up, and the head has moved at the moment of the clock.
+struct tick_after_a_movement : tick {
+    tick_after_a_movement()
+    {
+        bus.player_listens = true;
+        kit.sound_fd = sound_init(nullptr);
+        platform.realtime_ms = moment;
+        motor_time = static_cast<int64_t>(moment);
+    }
+    ~tick_after_a_movement() override
+    {
+        sound_exit();
+    }
+
+    // Whether a tick that many milliseconds later unmutes the player.
+    static bool unmutes_after(int64_t milliseconds)
+    {
+        platform.realtime_ms = moment + static_cast<uint64_t>(milliseconds);
+        ticks();
+        return static_cast<bool>(called(unmuting));
+    }
+
+    static constexpr uint64_t moment = 1700000000000;
+    static inline const std::string unmuting = R"(wrax_rcv_send_message("SOUND_UNBAN", 11))";
+};
+
+TEST_F(tick_after_a_movement, leaves_the_player_muted_for_a_second)
+{
+    EXPECT_FALSE(unmutes_after(0));
+    EXPECT_FALSE(unmutes_after(999));
+    EXPECT_EQ(motor_time, static_cast<int64_t>(moment));
+    EXPECT_TRUE(unmutes_after(1000));
+    EXPECT_EQ(motor_time, 0);
+}
+
+TEST_F(tick_after_a_movement, counts_from_the_latest_movement)
+{
+    EXPECT_FALSE(unmutes_after(900));
+    motor_time = static_cast<int64_t>(moment) + 900;
+    EXPECT_FALSE(unmutes_after(1899));
+    EXPECT_TRUE(unmutes_after(1900));
+}
+
+TEST_F(tick_after_a_movement, unmutes_when_the_clock_went_back)
+{
+    EXPECT_TRUE(unmutes_after(-1));
+    EXPECT_EQ(motor_time, 0);
+}
+
+TEST_F(tick_after_a_movement, unmutes_with_every_tick_from_then_on)
+{
+    motor_time = 0;
+    EXPECT_TRUE(unmutes_after(0));
+    EXPECT_TRUE(unmutes_after(1));
+    EXPECT_TRUE(unmutes_after(2000));
+}
+
+TEST_F(tick_after_a_movement, clears_the_stamp_although_there_is_no_player)
+{
+    sound_exit();
+    EXPECT_FALSE(unmutes_after(1000));
+    EXPECT_TRUE(logged("err: sound unban wrax msg handle have not been created!\n"));
+    EXPECT_EQ(motor_time, 0);
+}
+
+TEST_F(tick_after_a_movement, unmutes_last)
+{
+    kit.status_received = 0;
+    motor_time = 0;
+    ticks();
+    EXPECT_EQ(calls().back(), unmuting);
+    EXPECT_TRUE(in_order({ to_cloud(status_query), unmuting }));
+}

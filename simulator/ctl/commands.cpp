@@ -2,6 +2,7 @@
 #include "ctl/commands.h"
 
 #include "common/nearest.h"
+#include "ctl/body.h"
 #include "ctl/run.h"
 #include "ctl/say.h"
 #include "ctl/show.h"
@@ -26,6 +27,10 @@ static constexpr ctl_command table[] = {
     { "log",            "",                     0, 0, "--follow", "what has happened so far",                                 show_log       },
     { "leds",           "",                     0, 0, "",         "what the two status LEDs show",                            show_leds      },
     { "head",           "",                     0, 0, "",         "where the head points",                                    show_head      },
+    { "key press",      "",                     0, 0, "",         "press the reset key",                                      press_key      },
+    { "key release",    "",                     0, 0, "",         "let go of it",                                             release_key    },
+    { "key hold",       "TIME",                 1, 1, "",         "press it, and let go of it after so long: 2s",             hold_key       },
+    { "clock",          "[+TIME]",              0, 1, "",         "the camera's time; or step it ahead, tick by tick: +30m",  show_or_step_clock },
     { "store get",      "[nvram|mem] KEY",      1, 2, "",         "one value of the store",                                   store_get      },
     { "store set",      "[nvram|mem] KEY VALUE", 2, 3, "--number", "write a value, as another program of the camera would",   store_set      },
     { "store unset",    "[nvram|mem] KEY",      1, 2, "",         "remove a value",                                           store_unset    },

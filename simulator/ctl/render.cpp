@@ -18,6 +18,7 @@ static constexpr render_row rows[] = {
     { "stage", "reboot",       "the camera reboots" },
     { "stage", "stop",         "the camera stops" },
     { "stage", "key",          "reset key {state}" },
+    { "stage", "head",         "the head rests at pan {h}, tilt {v}" },
     { nullptr, "log",          "{level}: {text}" },
     { nullptr, "led",          "LED {index}: brightness {brightness}, mode {mode}, {on_ms}/{off_ms} ms, priority {priority}, applied {applied}" },
     { nullptr, "led_priority", "LED priority is {priority}" },

@@ -5,8 +5,6 @@
 
 #include <cstdio>
 
-static constexpr int longest_answer_ms = 10'000;
-
 static void print(const std::string &line)
 {
     fwrite(line.data(), 1, line.size(), stdout);
@@ -73,7 +71,7 @@ json_ptr ask_quietly(const json_ptr &command)
     return answer;
 }
 
-json_ptr ask_camera(const ctl_request &request, const json_ptr &command, int &status)
+json_ptr ask_camera(const ctl_request &request, const json_ptr &command, int &status, int patience_ms)
 {
     const std::string &name = request.options.name;
     control_link link;
@@ -85,7 +83,7 @@ json_ptr ask_camera(const ctl_request &request, const json_ptr &command, int &st
                                             (starting ? "" : place_name_option(name) + " starts it"));
         return nullptr;
     }
-    const json_ptr answer(control_ask(link, command.get(), longest_answer_ms));
+    const json_ptr answer(control_ask(link, command.get(), patience_ms));
     control_close(link);
     json_object *done = nullptr;
     if (json_object_object_get_ex(answer.get(), "done", &done))

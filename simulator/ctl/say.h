@@ -14,9 +14,14 @@ int say_could_not(const ctl_request &request, const std::string &sentence);
 // A line of text for a person at once, nothing with --json.
 void say(const ctl_request &request, const std::string &text);
 
+// Of host time, for an answer.
+constexpr int usual_patience_ms = 10'000;
+constexpr int wait_as_long_as_it_takes = -1;
+
 // Asks the camera. What comes back is the "done" of its answer; NULL: it was refused or could not be asked,
 // this has been said, and status is the exit status.
-json_ptr ask_camera(const ctl_request &request, const json_ptr &command, int &status);
+json_ptr ask_camera(const ctl_request &request, const json_ptr &command, int &status,
+                    int patience_ms = usual_patience_ms);
 
 // Without words, and with less patience: the whole answer, NULL when there is none.
 json_ptr ask_quietly(const json_ptr &command);

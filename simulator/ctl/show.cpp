@@ -173,6 +173,7 @@ int show_head(const ctl_request &request)
         return status;
     return say_done(request, answer.get(),
                     "pan " + json_get_text(answer.get(), "h") + ", tilt " + json_get_text(answer.get(), "v") +
+                        (json_get_bool(answer.get(), "moves") ? ", on its way" : ", at rest") +
                         "  (0 to 100, 50 is the centre)");
 }
 

@@ -1,17 +1,15 @@
 // SPDX-License-Identifier: MIT
-// body.h - the camera's body as its device kit sees it: two LEDs and a head. Plain state and rules, no
-// input or output. stage's thread only.
+// body.h - the camera's body as its device kit sees it: two LEDs, and the head of head.h. Plain state and
+// rules, no input or output. stage's thread only.
 //
 // LEDs: there is one priority in force for both. A request below it is without effect; another is applied and
 // its priority becomes the one in force. So after "off" at priority 2, status patterns at priority 1 do
 // not show until the priority is set to 1.
-//
-// Head: a position of 0..100 on each axis, 50 is the centre; h grows to the right, v upwards. A move is done
-// at once.
 #pragma once
 
+#include "stage/head.h"
+
 #include <cstdint>
-#include <string>
 
 enum class led_mode { steady, off, blink };
 
@@ -28,8 +26,7 @@ constexpr int led_count = 2;
 struct body_state {
     led_state leds[led_count];
     int led_priority = 0; // in force
-    int h = 50;
-    int v = 50;
+    head_state head;
 };
 
 enum class led_outcome { refused, without_effect, applied };
@@ -46,24 +43,7 @@ struct led_request {
 // refused: an argument is out of range.
 led_outcome body_led(body_state &body, const led_request &request);
 
-// What a reboot does: both LEDs dark, nothing in force. The head stays where it is.
-void body_power_on(body_state &body);
+// What a reboot does: both LEDs dark, nothing in force; the head halts and stays where it is.
+void body_power_on(body_state &body, int64_t now_ns);
 
 const char *led_mode_name(led_mode mode);
-
-// A motor operation, numbered as the kit numbers them, with the operand that it takes.
-struct motor_request {
-    int operation = 0;
-    std::string text = {}; // "[h,v]" of 5, 11 and 12; may be cut anywhere
-    int degrees = 0;       // of 7..10, above 0
-};
-
-struct motor_outcome {
-    int result = -1;       // what the kit's call returns: 0, or -1 at the end of travel or for a bad request
-    bool reports = false;  // the kit then tells of the stop
-    bool position = false; // the kit writes the position into the caller's buffer
-};
-
-motor_outcome body_motor(body_state &body, const motor_request &request);
-
-std::string body_position(const body_state &body); // "[h,v]"

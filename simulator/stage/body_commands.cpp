@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "stage/commands.h"
 
+#include "common/clock.h"
 #include "common/control.h"
 #include "common/journal.h"
 #include "common/json.h"
 
 constexpr int no_value = -1;
-constexpr int event_key = 1; // as the device kit numbers its events
-constexpr int event_motor_stop = 2;
+constexpr int event_motor_stop = 2; // as the device kit numbers its events
+constexpr int event_motor_update = 3;
 
 static json_object *number_of(const char *key, int64_t number)
 {
@@ -35,13 +36,6 @@ json_object *command_leds(stage &stage, connection &, json_object *)
         json_object_array_add(leds, describe_led(stage.body.leds[i], i));
     json_object *answer = number_of("priority", stage.body.led_priority);
     json_object_object_add(answer, "leds", leds);
-    return control_done(answer);
-}
-
-json_object *command_head(stage &stage, connection &, json_object *)
-{
-    json_object *answer = number_of("h", stage.body.h);
-    json_set_number(answer, "v", stage.body.v);
     return control_done(answer);
 }
 
@@ -77,63 +71,73 @@ json_object *command_led_priority(stage &stage, connection &, json_object *argum
     return control_done(number_of("result", 0));
 }
 
-static void tell_stop(stage &stage)
+static void add_point(json_object *object, head_point point)
 {
-    json_object *event = number_of("event", event_motor_stop);
-    json_set_text(event, "text", body_position(stage.body));
+    json_set_number(object, "h", point.h);
+    json_set_number(object, "v", point.v);
+}
+
+json_object *command_head(stage &stage, connection &, json_object *)
+{
+    const int64_t now_ns = clock_monotonic_ns();
+    json_object *answer = json_object_new_object();
+    add_point(answer, head_at(stage.body.head, now_ns));
+    json_object_object_add(answer, "moves", json_object_new_boolean(head_moves(stage.body.head, now_ns)));
+    return control_done(answer);
+}
+
+static void tell_news(stage &stage, const head_news &news)
+{
+    if (news.rests) {
+        json_object *fields = json_object_new_object();
+        add_point(fields, news.at);
+        journal_write("stage", "head", fields);
+    }
+    if (!news.told)
+        return;
+    json_object *event = number_of("event", news.rests ? event_motor_stop : event_motor_update);
+    json_set_text(event, "text", news.rests ? head_text(news.at) : "[1," + head_text(news.at).substr(1));
     stage_tell_kits(stage, event);
 }
 
-json_object *command_motor(stage &stage, connection &client, json_object *arguments)
+void body_run(stage &stage)
 {
-    motor_request request = { .operation = command_number(arguments, "operation", no_value),
-                              .text = json_get_text(arguments, "value"),
-                              .degrees = command_number(arguments, "value", 0) };
-    motor_outcome outcome = body_motor(stage.body, request);
+    const int64_t now_ns = clock_monotonic_ns();
+    while (const std::optional<head_news> news = head_take_news(stage.body.head, now_ns))
+        tell_news(stage, *news);
+}
+
+constexpr int first_step = 1; // these operations bring the position that the head will have
+constexpr int last_step = 4;
+
+json_object *command_motor(stage &stage, connection &, json_object *arguments)
+{
+    // What was done before is told before.
+    body_run(stage);
+    const head_request request = { .operation = command_number(arguments, "operation", no_value),
+                                   .text = json_get_text(arguments, "value"),
+                                   .degrees = command_number(arguments, "value", 0) };
+    const int result = head_move(stage.body.head, request, clock_monotonic_ns()) ? 0 : -1;
 
     json_object *fields = number_of("operation", request.operation);
     json_object_object_add(fields, "value", json_object_get(json_object_object_get(arguments, "value")));
     json_set_number(fields, "length", command_number(arguments, "length", 0));
-    json_set_number(fields, "result", outcome.result);
+    json_set_number(fields, "result", result);
     journal_write("daemon", "motor", fields);
 
-    json_object *answer = number_of("result", outcome.result);
-    if (outcome.position)
-        json_set_text(answer, "position", body_position(stage.body));
-    // The caller first, then the event of what it did.
-    server_send(client, control_done(answer));
-    if (outcome.reports)
-        tell_stop(stage);
-    return nullptr;
+    json_object *answer = number_of("result", result);
+    if (request.operation >= first_step && request.operation <= last_step)
+        json_set_text(answer, "position", head_text(head_target(stage.body.head)));
+    return control_done(answer);
 }
 
-json_object *command_motor_running(stage &, connection &, json_object *)
+json_object *command_motor_running(stage &stage, connection &, json_object *)
 {
-    return control_done(number_of("running", 0));
+    return control_done(number_of("running", head_moves(stage.body.head, clock_monotonic_ns()) ? 1 : 0));
 }
 
 json_object *command_events(stage &stage, connection &client, json_object *)
 {
     stage.kits.insert(client.id);
     return control_done(nullptr);
-}
-
-static json_object *turn_key(stage &stage, int state)
-{
-    json_object *event = number_of("event", event_key);
-    json_set_number(event, "key", state);
-    if (!stage_tell_kits(stage, event))
-        return control_refused("nobody heard the key, the daemon is not running; ./camera status shows why");
-    journal_write("stage", "key", number_of("state", state));
-    return control_done(nullptr);
-}
-
-json_object *command_key_press(stage &stage, connection &, json_object *)
-{
-    return turn_key(stage, 1);
-}
-
-json_object *command_key_release(stage &stage, connection &, json_object *)
-{
-    return turn_key(stage, 0);
 }

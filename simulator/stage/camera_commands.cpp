@@ -6,7 +6,6 @@
 #include "common/json.h"
 #include "common/nearest.h"
 
-#include <algorithm>
 #include <csignal>
 
 constexpr int64_t ns_per_ms = 1'000'000;
@@ -125,18 +124,4 @@ json_object *command_serve(stage &stage, connection &client, json_object *argume
     server_send(client, control_done(nullptr));
     routing_serve(stage.control, stage.routes, name, client.id);
     return nullptr;
-}
-
-json_object *command_timer(stage &stage, connection &client, json_object *arguments)
-{
-    driven_timer timer = { .owner = client.id,
-                           .name = command_number(arguments, "fd", -1),
-                           .fd = server_take_descriptor(client) };
-    if (timer.fd < 0)
-        return control_refused("clock.timer needs the timer's descriptor beside the line");
-    int first_ms = std::max(command_number(arguments, "first_ms", 0), 0);
-    int interval_ms = std::max(command_number(arguments, "interval_ms", 0), 0);
-    if (!clock_driver_add(stage.clock, timer, first_ms, interval_ms))
-        return control_refused("the descriptor beside clock.timer is no timer");
-    return control_done(nullptr);
 }

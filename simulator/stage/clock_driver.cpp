@@ -76,6 +76,20 @@ void clock_driver_forget(clock_driver &driver, uint64_t owner)
         clock_owner_forget_reader();
 }
 
+int64_t clock_driver_tick_from(const clock_driver &driver, int64_t moment_ns)
+{
+    int64_t first_ns = INT64_MAX;
+    for (const driven_timer &timer : driver.timers) {
+        const int64_t ahead_ns = std::max<int64_t>(moment_ns - timer.due_ns, 0);
+        if (timer.interval_ns > 0)
+            first_ns = std::min(first_ns, timer.due_ns + (ahead_ns + timer.interval_ns - 1) /
+                                                             timer.interval_ns * timer.interval_ns);
+        else if (ahead_ns == 0)
+            first_ns = std::min(first_ns, timer.due_ns);
+    }
+    return first_ns;
+}
+
 void clock_driver_step(clock_driver &driver, int64_t until_ns)
 {
     driver.step_to_ns = until_ns;
@@ -157,12 +171,19 @@ static void move_limit(clock_driver &driver)
         set_limit(driver, limit_ns);
 }
 
-int64_t clock_driver_run(clock_driver &driver)
+// False: the clock was not moved.
+static bool step(const clock_driver &driver, int64_t halt_ns)
+{
+    const int64_t to_ns = std::min(driver.step_to_ns, halt_ns);
+    const int64_t now_ns = clock_monotonic_ns();
+    return to_ns > now_ns && clock_owner_step_to_ns(to_ns) > now_ns;
+}
+
+int64_t clock_driver_run(clock_driver &driver, int64_t halt_ns)
 {
     notice_reads(driver);
     move_limit(driver);
-    if (driver.step_to_ns > clock_monotonic_ns())
-        clock_owner_step_to_ns(driver.step_to_ns);
+    const bool stepped = step(driver, halt_ns);
     deliver_due(driver);
 
     auto is_unread = [](const driven_timer &timer) { return timer.unread; };
@@ -170,6 +191,8 @@ int64_t clock_driver_run(clock_driver &driver)
         driver.look_pause_ns = std::clamp(driver.look_pause_ns * 2, first_look_ns, longest_look_ns);
         return driver.look_pause_ns;
     }
+    if (stepped)
+        return 0;
     if (driver.limit_ns == INT64_MAX)
         return -1;
     return clock_host_wait_ms(driver.limit_ns) * ns_per_ms;

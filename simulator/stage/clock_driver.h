@@ -36,11 +36,14 @@ bool clock_driver_add(clock_driver &driver, driven_timer timer, int64_t first_ms
 
 void clock_driver_forget(clock_driver &driver, uint64_t owner);
 
+// The first tick at or after the moment of any timer; INT64_MAX: none will come.
+int64_t clock_driver_tick_from(const clock_driver &driver, int64_t moment_ns);
+
 // Steps the clock to the moment, one clock_driver_run after the other, so that no tick on the way is lost.
 void clock_driver_step(clock_driver &driver, int64_t until_ns);
 
-// Notices what was read, delivers what is due, moves the limit. Returns the host time in ns after which it
-// wants to be called again; -1: not before something changes.
-int64_t clock_driver_run(clock_driver &driver);
+// Notices what was read, delivers what is due, moves the limit; steps no further than halt_ns this time.
+// Returns the host time in ns after which it wants to be called again; -1: not before something changes.
+int64_t clock_driver_run(clock_driver &driver, int64_t halt_ns = INT64_MAX);
 
 void clock_driver_close(clock_driver &driver); // closes the descriptors, lifts the limit

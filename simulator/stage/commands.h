@@ -23,9 +23,15 @@ json_object *command_restart(stage &stage, connection &client, json_object *argu
 json_object *command_stop(stage &stage, connection &client, json_object *arguments);
 json_object *command_reboot(stage &stage, connection &client, json_object *arguments);
 json_object *command_serve(stage &stage, connection &client, json_object *arguments);
-json_object *command_timer(stage &stage, connection &client, json_object *arguments);
 
-// body_commands.cpp
+// clock_commands.cpp; clock_run goes on with a step, clock_forget ends one that nobody waits for any more
+json_object *command_clock(stage &stage, connection &client, json_object *arguments);
+json_object *command_clock_step(stage &stage, connection &client, json_object *arguments);
+json_object *command_timer(stage &stage, connection &client, json_object *arguments);
+void clock_run(stage &stage);
+void clock_forget(stage &stage, uint64_t client);
+
+// body_commands.cpp; body_run tells what has become of the head
 json_object *command_leds(stage &stage, connection &client, json_object *arguments);
 json_object *command_head(stage &stage, connection &client, json_object *arguments);
 json_object *command_led(stage &stage, connection &client, json_object *arguments);
@@ -33,8 +39,13 @@ json_object *command_led_priority(stage &stage, connection &client, json_object 
 json_object *command_motor(stage &stage, connection &client, json_object *arguments);
 json_object *command_motor_running(stage &stage, connection &client, json_object *arguments);
 json_object *command_events(stage &stage, connection &client, json_object *arguments);
+void body_run(stage &stage);
+
+// key_commands.cpp; key_run lets go of a key that was held long enough
 json_object *command_key_press(stage &stage, connection &client, json_object *arguments);
 json_object *command_key_release(stage &stage, connection &client, json_object *arguments);
+json_object *command_key_hold(stage &stage, connection &client, json_object *arguments);
+void key_run(stage &stage);
 
 // The member as a number of int's range.
 int command_number(json_object *arguments, const char *key, int otherwise);

@@ -27,6 +27,7 @@ static void forget_gone(stage &stage)
         clock_driver_forget(stage.clock, id);
         routing_forget(stage.control, stage.routes, id);
         stage.kits.erase(id);
+        clock_forget(stage, id);
     }
 }
 
@@ -60,7 +61,8 @@ void stage_turn(stage &stage, int signal_fd, int longest_ms)
 {
     // What runs may answer clients, so nothing is left undone when the wait begins.
     int64_t wait_ns = std::min(stage_run(stage), longest_ms) * ns_per_ms;
-    int64_t clock_ns = clock_driver_run(stage.clock);
+    // A stepped clock halts at what is due, and while the camera is not whole: what starts needs real time.
+    int64_t clock_ns = clock_driver_run(stage.clock, stage_is_whole(stage) ? stage_due_ns(stage) : 0);
     if (clock_ns >= 0)
         wait_ns = std::min(wait_ns, clock_ns);
 

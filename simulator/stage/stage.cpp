@@ -6,6 +6,7 @@
 #include "common/host_time.h"
 #include "common/journal.h"
 #include "common/json.h"
+#include "stage/commands.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -91,7 +92,7 @@ void stage_boot(stage &stage)
     stage.up_since_ns = clock_monotonic_ns();
     stage.neighbours_late_ms = host_time_ms() + neighbours_patience_ms;
     routing_forget_all(stage.control, stage.routes);
-    body_power_on(stage.body);
+    body_power_on(stage.body, clock_monotonic_ns());
     for (program &program : stage.programs) {
         if (!program.row->needs_neighbours)
             start_program(stage, program);
@@ -181,9 +182,31 @@ static void run_stop(stage &stage)
     stage.phase = stage_phase::ended;
 }
 
+int64_t stage_due_ns(const stage &stage)
+{
+    int64_t due_ns = head_news_due_ns(stage.body.head);
+    if (stage.key.held)
+        due_ns = std::min(due_ns, stage.key.release_ns);
+    for (const program &program : stage.programs) {
+        if (program.state == program_state::waiting)
+            due_ns = std::min(due_ns, program.due_ns);
+    }
+    return due_ns;
+}
+
+bool stage_is_whole(const stage &stage)
+{
+    auto runs = [](const program &program) { return program.state == program_state::running; };
+    return stage.phase == stage_phase::running && !stage.clock.timers.empty() && neighbours_serve(stage) &&
+           std::ranges::all_of(stage.programs, runs);
+}
+
 int stage_run(stage &stage)
 {
     int wait_ms = longest_wait_ms;
+    body_run(stage);
+    key_run(stage);
+    clock_run(stage);
     for (program &program : stage.programs) {
         int restarts = program.restarts;
         wait_ms = std::min(wait_ms, program_run(program));
@@ -196,7 +219,7 @@ int stage_run(stage &stage)
         wait_ms = std::min(wait_ms, run_start(stage));
     if (stage.phase == stage_phase::stopping)
         run_stop(stage);
-    return wait_ms;
+    return std::min(wait_ms, clock_host_wait_ms(stage_due_ns(stage)));
 }
 
 void stage_reap(stage &stage)

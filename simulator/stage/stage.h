@@ -29,6 +29,21 @@ struct awaited_event {
     std::string program; // empty: the whole camera
 };
 
+// The reset key while a command holds it.
+struct key_hold {
+    bool held = false;
+    int64_t release_ns = 0; // virtual
+    uint64_t client = 0;    // is answered then
+};
+
+// The clock while a command steps it.
+struct clock_step {
+    bool under_way = false;
+    int64_t until_ns = 0;   // virtual
+    uint64_t client = 0;    // is answered then
+    int64_t give_up_ms = 0; // host; when the camera is not whole until then
+};
+
 struct stage {
     stage_phase phase = stage_phase::starting;
     std::vector<program> programs; // in the order in which they are started
@@ -38,7 +53,10 @@ struct stage {
     std::vector<awaited_event> awaited;
     std::vector<uint64_t> stoppers; // connections that asked for the stop
     body_state body;
+    key_hold key;
     clock_driver clock;
+    clock_step step;
+    int64_t step_patience_ms = 20'000; // host; with a camera that is not whole
     int boots = 0;
     int64_t up_since_ns = 0;        // virtual; of the last boot
     int64_t neighbours_late_ms = 0; // host; the daemon is then started without them
@@ -59,6 +77,12 @@ void stage_reap(stage &stage);
 
 // Does what is due, and returns the host ms until something else is.
 int stage_run(stage &stage);
+
+// The virtual moment when something is due that stage_run does; INT64_MAX: nothing is.
+int64_t stage_due_ns(const stage &stage);
+
+// Every program runs and serves, and the daemon's ticks are driven.
+bool stage_is_whole(const stage &stage);
 
 // One turn of the loop: waits for something to happen, at most longest_ms of host time, and serves it.
 // signal_fd: a signalfd for SIGCHLD, SIGTERM (reboot) and SIGINT (stop); -1 for none.

@@ -96,3 +96,8 @@ void stage_desk_serve(stage_desk &desk, control_link &link, const std::string &n
     stage_desk_connect(desk, link);
     EXPECT_EQ(stage_desk_ask(desk, link, R"({"do":"serve","name":")" + name + "\"}"), R"({"done":{}})");
 }
+
+bool stage_desk_is_refusal(const std::string &answer, const std::string &with)
+{
+    return answer.starts_with(R"({"refused":")") && answer.find(with) != std::string::npos;
+}

@@ -57,3 +57,6 @@ void stage_desk_send(control_link &link, const std::string &line); // as it is, 
 std::string stage_desk_receive(stage_desk &desk, control_link &link);
 
 std::string stage_desk_ask(stage_desk &desk, control_link &link, const std::string &line);
+
+// A refusal whose sentence holds with.
+bool stage_desk_is_refusal(const std::string &answer, const std::string &with);

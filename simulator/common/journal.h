@@ -7,9 +7,8 @@
 // the shared page that survives a writer's death, so that a line stands before the call returns. Any thread,
 // any process of the camera. What is written by whom:
 //
-//   stage   up | start program,pid | exit program,status or signal | reboot | stop | key state | head h,v: it
-//   has
-//           come to rest
+//   stage   up | start program,pid | exit program,status or signal | reboot | stop
+//           key state | head h,v, where it has come to rest
 //   daemon  log level,text | led index,brightness,mode,on_ms,off_ms,priority,applied | led_priority priority
 //           motor operation,value,length,result | statistics name,object | clock realtime_ms
 //   store   set space,key,type,value,by | unset space,key,by | reset space,by | sync space,by | damaged text

@@ -32,7 +32,8 @@ STORY(a_command, is_answered_by_stage_itself)
 {
     control_desk desk;
     open_desk(desk);
-    EXPECT_EQ(stage_desk_ask(desk, desk.client, R"({"do":"head"})"), R"({"done":{"h":50,"v":50,"moves":false}})");
+    EXPECT_EQ(stage_desk_ask(desk, desk.client, R"({"do":"head"})"),
+              R"({"done":{"h":50,"v":50,"moves":false}})");
     close_desk(desk);
 }
 
@@ -167,7 +168,8 @@ STORY(a_client_that_leaves, does_no_harm_when_its_answer_comes)
 
     stage_desk_send(store, R"({"done":{},"tag":1})");
     stage_desk_send(store, R"({"done":{},"tag":77})");
-    EXPECT_EQ(stage_desk_ask(desk, desk.client, R"({"do":"head"})"), R"({"done":{"h":50,"v":50,"moves":false}})");
+    EXPECT_EQ(stage_desk_ask(desk, desk.client, R"({"do":"head"})"),
+              R"({"done":{"h":50,"v":50,"moves":false}})");
     control_close(store);
     close_desk(desk);
 }
@@ -274,7 +276,8 @@ STORY(a_line_that_is_no_command, is_refused_and_the_next_one_served)
     for (const line &line : lines) {
         EXPECT_PRED2(stage_desk_is_refusal, stage_desk_ask(desk, desk.client, line.text), line.reason)
             << line.text.substr(0, 20);
-        EXPECT_EQ(stage_desk_ask(desk, desk.client, R"({"do":"head"})"), R"({"done":{"h":50,"v":50,"moves":false}})");
+        EXPECT_EQ(stage_desk_ask(desk, desk.client, R"({"do":"head"})"),
+                  R"({"done":{"h":50,"v":50,"moves":false}})");
     }
     close_desk(desk);
 }
@@ -297,7 +300,8 @@ STORY(a_line_without_end, is_refused_and_its_connection_closed)
         << sent << " bytes were taken";
     EXPECT_PRED2(stage_desk_is_refusal, stage_desk_receive(desk, other), "too long");
     EXPECT_EQ(stage_desk_receive(desk, other), "");
-    EXPECT_EQ(stage_desk_ask(desk, desk.client, R"({"do":"head"})"), R"({"done":{"h":50,"v":50,"moves":false}})");
+    EXPECT_EQ(stage_desk_ask(desk, desk.client, R"({"do":"head"})"),
+              R"({"done":{"h":50,"v":50,"moves":false}})");
     control_close(other);
     close_desk(desk);
 }
@@ -320,7 +324,8 @@ STORY(a_client_that_does_not_read, holds_up_nobody_and_gets_all_its_answers_when
             sent += static_cast<size_t>(n);
         stage_turn(desk.camera, -1, 0);
     }
-    EXPECT_EQ(stage_desk_ask(desk, desk.client, R"({"do":"head"})"), R"({"done":{"h":50,"v":50,"moves":false}})");
+    EXPECT_EQ(stage_desk_ask(desk, desk.client, R"({"do":"head"})"),
+              R"({"done":{"h":50,"v":50,"moves":false}})");
     const connection &stalled = desk.camera.control.connections.begin()->second;
     EXPECT_LT(stalled.out.size(), 1U << 20) << "its commands wait";
 
@@ -342,7 +347,8 @@ STORY(a_device_kit_that_does_not_read, is_dropped_in_the_end)
             stage_tell_kits(desk.camera, json_of("text", std::string(100, 'x')).release());
         return desk.camera.kits.empty();
     }));
-    EXPECT_EQ(stage_desk_ask(desk, desk.client, R"({"do":"head"})"), R"({"done":{"h":50,"v":50,"moves":false}})");
+    EXPECT_EQ(stage_desk_ask(desk, desk.client, R"({"do":"head"})"),
+              R"({"done":{"h":50,"v":50,"moves":false}})");
     control_close(deaf);
     close_desk(desk);
 }

@@ -22,11 +22,18 @@ static void note_sent(void *self, const std::string &text)
     note(*static_cast<cloud *>(self), "sent", json_of("text", text));
 }
 
+static void forget_daemon(cloud &self)
+{
+    self.methods.clear();
+    self.binding_settled = false;
+    self.properties.open.clear();
+    property_begin_anew(self);
+}
+
 static void leave(cloud &self)
 {
     link_close(self.daemon);
-    self.methods.clear();
-    self.binding_settled = false;
+    forget_daemon(self);
     note(self, "left");
 }
 
@@ -72,7 +79,7 @@ static void settle_binding(cloud &self)
     self.binding_settled = true;
     if (!self.settings.bind)
         return;
-    const bool bound_before = self.settings.read_nvram("bind_status") == "ok";
+    const bool bound_before = self.settings.read_store("nvram", "bind_status") == "ok";
     json_ptr fields(json_object_new_object());
     json_object_object_add(fields.get(), "before", json_object_new_boolean(bound_before));
     // Before what the daemon does about it.
@@ -110,15 +117,17 @@ struct cloud_reaction {
 // Everything else that the daemon sends, replies and reports, needs no answer.
 // clang-format off
 static constexpr cloud_reaction reactions[] = {
-    { "register",           on_register     },
-    { "local.query_status", on_query_status },
-    { "local.query_time",   on_query_time   },
+    { "register",            on_register         },
+    { "local.query_status",  on_query_status     },
+    { "local.query_time",    on_query_time       },
+    { "_sync.spec_get_prop", property_answer_pull },
 };
 // clang-format on
 
 static void on_piece(cloud &self, const stream_piece &piece)
 {
     note(self, "received", json_of("text", piece.text));
+    property_hear(self, piece.text);
     const std::string method = json_get_text(piece.object.get(), "method");
     for (const cloud_reaction &row : reactions) {
         if (method == row.method)
@@ -147,8 +156,7 @@ static void on_connection(cloud &self)
     const bool had_one = self.daemon.fd >= 0;
     if (!link_accept(self.daemon, self.listener))
         return;
-    self.methods.clear();
-    self.binding_settled = false;
+    forget_daemon(self);
     if (had_one)
         note(self, "left");
     note(self, "connected");

@@ -7,8 +7,10 @@
 
 #include "cloud/daemon_link.h"
 #include "cloud/network.h"
+#include "cloud/property_exchange.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,8 +18,8 @@ struct cloud_settings {
     uint16_t port = 54320;
     bool bind = true; // bind a camera that is not bound
 
-    // The nvram value of key; empty: none, or the store does not answer.
-    std::string (*read_nvram)(const char *key) = nullptr;
+    // The value of a key; none: there is none, or the store does not answer.
+    std::optional<std::string> (*read_store)(const char *space, const char *key) = nullptr;
     // Writes a journal line; takes fields, which may be NULL.
     void (*note)(const char *what, json_object *fields) = nullptr;
 };
@@ -28,6 +30,7 @@ struct cloud {
     daemon_link daemon;
     std::vector<std::string> methods; // announced on the present connection
     network net;
+    property_exchange properties;
     int64_t time_offset_ns = 0; // from virtual monotonic time to the cloud's own
     int32_t last_id = 0;
     bool binding_settled = false; // for the present connection and network
@@ -41,9 +44,12 @@ void cloud_close(cloud &self);
 // second, and serves the first two.
 void cloud_wait(cloud &self, int other_fd);
 
-// One command of the control socket, without the neighbour's name: call, send, methods, status, net.
-// {"done":..} or {"refused":..}, the caller's.
+// One command of the control socket, without the neighbour's name, as commands.cpp lists them. {"done":..} or
+// {"refused":..}, the caller's.
 json_object *cloud_answer(cloud &self, const char *command, json_object *arguments);
+
+// Sends a request with the next id; takes params. {"done":{"text":..,"id":..}} or {"refused":..}.
+json_object *cloud_request(cloud &self, const std::string &method, json_object *params);
 
 // Sends it now, as far as the daemon reads. false: there is no daemon, or it has long stopped reading.
 bool cloud_send(cloud &self, const std::string &text);

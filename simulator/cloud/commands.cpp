@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "cloud/cloud.h"
+#include "cloud/property_commands.h"
 
 #include "common/control.h"
 #include "common/nearest.h"
@@ -16,24 +17,19 @@ static json_object *refuse_send(const cloud &self)
                            " bytes wait for it; ./camera kill daemon starts it anew");
 }
 
-static json_object *call(cloud &self, json_object *arguments)
+json_object *cloud_request(cloud &self, const std::string &method, json_object *params)
 {
-    const std::string method = json_get_text(arguments, "method");
+    json_ptr taken(params);
     if (self.daemon.fd < 0)
         return refuse_send(self);
     if (std::find(self.methods.begin(), self.methods.end(), method) == self.methods.end())
         return control_refused("the daemon has not announced \"" + method + "\"" +
                                did_you_mean(method, self.methods));
 
-    json_object *params = nullptr;
-    if (!json_object_object_get_ex(arguments, "params", &params))
-        params = json_object_new_array();
-    else
-        json_object_get(params);
     const json_ptr message(json_object_new_object());
     json_set_number(message.get(), "id", self.last_id + 1);
     json_set_text(message.get(), "method", method);
-    json_object_object_add(message.get(), "params", params);
+    json_object_object_add(message.get(), "params", taken.release());
     const std::string text = json_text(message.get());
     if (!cloud_send(self, text))
         return refuse_send(self);
@@ -42,6 +38,14 @@ static json_object *call(cloud &self, json_object *arguments)
     json_ptr done = json_of("text", text);
     json_set_number(done.get(), "id", self.last_id);
     return control_done(done.release());
+}
+
+static json_object *call(cloud &self, json_object *arguments)
+{
+    json_object *params = nullptr;
+    if (!json_object_object_get_ex(arguments, "params", &params))
+        return cloud_request(self, json_get_text(arguments, "method"), json_object_new_array());
+    return cloud_request(self, json_get_text(arguments, "method"), json_object_get(params));
 }
 
 static json_object *send_text(cloud &self, json_object *arguments)
@@ -92,11 +96,17 @@ struct cloud_command {
 
 // clang-format off
 static constexpr cloud_command commands[] = {
-    { "call",    call         },
-    { "methods", list_methods },
-    { "net",     set_network  },
-    { "send",    send_text    },
-    { "status",  status       },
+    { "call",             call                 },
+    { "methods",          list_methods         },
+    { "net",              set_network          },
+    { "prop_check",       property_check       },
+    { "prop_check_begin", property_check_begin },
+    { "prop_get",         property_get         },
+    { "prop_keep",        property_keep        },
+    { "prop_list",        property_list        },
+    { "prop_set",         property_set         },
+    { "send",             send_text            },
+    { "status",           status               },
 };
 // clang-format on
 

@@ -30,10 +30,10 @@ struct text_free {
     }
 };
 
-static std::string read_nvram(const char *key)
+static std::optional<std::string> read_store(const char *space, const char *key)
 {
-    const std::unique_ptr<char, text_free> value(libselvar_config_get(0, "nvram", "default", key));
-    return value ? value.get() : "";
+    const std::unique_ptr<char, text_free> value(libselvar_config_get(0, space, "default", key));
+    return value ? std::optional<std::string>(value.get()) : std::nullopt;
 }
 
 int main(int count, char **arguments)
@@ -45,7 +45,7 @@ int main(int count, char **arguments)
     }
     cloud_settings settings;
     settings.bind = !unbound;
-    settings.read_nvram = read_nvram;
+    settings.read_store = read_store;
     settings.note = note;
     if (!cloud_open(self, settings)) {
         fprintf(stderr, "cloud: cannot listen on 127.0.0.1:%d: %s\n", settings.port, strerror(errno));

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "cloud/stream.h"
 
+#include "cloud/property_text.h"
+
 // What is still no whole object at this size will hardly become one.
 static constexpr size_t most_held = 256 * 1024;
 
@@ -13,16 +15,28 @@ struct tokener_free {
     }
 };
 
-// Looks for an object that begins at start; end and object are set for a whole one.
-static cut cut_object(const std::string &text, size_t start, size_t &end, json_ptr &object)
+// A message about properties ends where the next one begins, for it need not be JSON.
+static cut cut_untidy(const std::string &text, size_t start, bool last, size_t &end)
+{
+    if (!property_message_begins(text, start))
+        return cut::none;
+    end = property_message_end(text, start);
+    if (end != std::string::npos)
+        return cut::whole;
+    return last ? cut::none : cut::unfinished;
+}
+
+// Looks for an object that begins at start; end and object are set for a whole one. last: nothing more is
+// coming.
+static cut cut_object(const std::string &text, size_t start, bool last, size_t &end, json_ptr &object)
 {
     const std::unique_ptr<json_tokener, tokener_free> tokener(json_tokener_new());
     object.reset(
         json_tokener_parse_ex(tokener.get(), text.data() + start, static_cast<int>(text.size() - start)));
-    if (json_tokener_get_error(tokener.get()) == json_tokener_continue)
+    if (json_tokener_get_error(tokener.get()) == json_tokener_continue && !last)
         return cut::unfinished;
     if (!object)
-        return cut::none;
+        return cut_untidy(text, start, last, end);
     end = start + json_tokener_get_parse_end(tokener.get());
     // The tokener takes blanks after the object for a part of it.
     while (text[end - 1] != '}')
@@ -46,8 +60,8 @@ std::optional<stream_piece> stream_take(stream &from, bool the_end)
     const size_t size = from.held.size();
 
     for (; start < size; start = from.held.find('{', start + 1)) {
-        const cut found = cut_object(from.held, start, end, object);
-        if (found == cut::none || (found == cut::unfinished && last))
+        const cut found = cut_object(from.held, start, last, end, object);
+        if (found == cut::none)
             continue;
         if (start > 0)
             return take(from, start, nullptr);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // stream.h - cuts the daemon's byte stream into JSON objects, which follow one another with nothing between
-// them, and into what is none.
+// them, and into what is none. A message about properties that is no JSON stays in one piece.
 #pragma once
 
 #include "common/json.h"

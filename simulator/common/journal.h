@@ -14,9 +14,13 @@
 //   store   set space,key,type,value,by | unset space,key,by | reset space,by | sync space,by | damaged text
 //           connected by | left by
 //   cloud   connected | left | announced method | received text | sent text | network status | bound
+//           read id,count,properties | written id,count,properties | reported property,name,value
+//           kept property,name,value | pulled id,count,unknown,properties
 //
-// Texts that crossed a link stand whole in "text", as they were. A line that its writer's death or a full
-// disk cut short has an end from the next writer and does not count; readers skip it.
+// A property is its number, "2.1"; what was answered other than by a value is told by "answered":false,
+// "code" or "json":false (the value is then the text as it came). Texts that crossed a link stand whole in
+// "text", as they were. A line that its writer's death or a full disk cut short has an end from the next
+// writer and does not count; readers skip it.
 #pragma once
 
 #include <json-c/json.h>

@@ -3,6 +3,7 @@
 
 #include "common/nearest.h"
 #include "ctl/body.h"
+#include "ctl/property.h"
 #include "ctl/run.h"
 #include "ctl/say.h"
 #include "ctl/show.h"
@@ -36,6 +37,13 @@ static constexpr ctl_command table[] = {
     { "store unset",    "[nvram|mem] KEY",      1, 2, "",         "remove a value",                                           store_unset    },
     { "store list",     "[nvram|mem]",          0, 1, "",         "all values",                                               store_list     },
     { "store watch",    "[KEY]",                0, 1, "",         "changes of the store as they happen, until Ctrl-C",        store_watch    },
+    { "prop list",      "",                     0, 0, "",         "all properties of the camera, as the cloud reads them",    prop_list      },
+    { "prop get",       "PROPERTY...",          1, 64, "",        "read properties, by name or number",                       prop_get       },
+    { "prop set",       "PROPERTY VALUE...",    2, 64, "",        "set properties; quotes in a text: 'the \"blue\" door'",      prop_set       },
+    { "prop copy",      "",                     0, 0, "",         "what the cloud believes without asking",                   prop_copy      },
+    { "prop keep",      "PROPERTY VALUE...",    2, 64, "",        "change what the cloud believes, for the next pull",        prop_keep      },
+    { "prop pull",      "",                     0, 0, "",         "let the daemon fetch the cloud's values",                  prop_pull      },
+    { "prop check",     "",                     0, 0, "",         "whether each property is reported as it is read",          prop_check     },
     { "kill",           "daemon|store|cloud",   1, 1, "",         "end a program at once, as a crash would; it starts again", kill_program   },
     { "restart daemon", "",                     0, 0, "",         "build the daemon and replace it, leave the others alone",  restart_daemon },
     { "check",          "",                     0, 0, "",         "whether this system can run a camera",                     check_system   },

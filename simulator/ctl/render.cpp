@@ -38,6 +38,11 @@ static constexpr render_row rows[] = {
     { "cloud", "received",     "<- {text}" },
     { "cloud", "sent",         "-> {text}" },
     { "cloud", "network",      "network {status}" },
+    { "cloud", "read",         "{count} properties read, request {id}" },
+    { "cloud", "written",      "{count} properties set, request {id}" },
+    { "cloud", "reported",     "reported {property}[ {name}] = {value}" },
+    { "cloud", "kept",         "kept {property} {name} = {value}" },
+    { "cloud", "pulled",       "the daemon pulls, the cloud has {count} of the values and lacks {unknown}" },
     { "cloud", "bound",        "the camera is bound, bound before: {before}" },
 };
 // clang-format on

@@ -14,12 +14,19 @@ static constexpr const char *questions[] = {
     "register", "local.query_status", "local.query_time", "local.query_did", "_sync.spec_get_prop",
 };
 
+// An answer about properties is one also when it is no JSON, as the daemon's sometimes are not.
+static bool answers(const std::string &text, int64_t id)
+{
+    return text.starts_with("{\"id\" : " + std::to_string(id) + ",\"result\" : [");
+}
+
 message_kind talk_kind(const std::string &text, int64_t id)
 {
     const json_ptr message = json_parse(text);
     const std::string method = json_get_text(message.get(), "method");
     if (!json_object_is_type(message.get(), json_type_object))
-        return message_kind::report; // no JSON: whoever looks on should see it
+        return answers(text, id) ? message_kind::reply
+                                 : message_kind::report; // whoever looks on should see it
     if (method.empty())
         return json_get_number(message.get(), "id") == id ? message_kind::reply : message_kind::other;
     for (const char *question : questions) {
@@ -29,20 +36,20 @@ message_kind talk_kind(const std::string &text, int64_t id)
     return message_kind::report;
 }
 
-struct conversation {
-    int64_t id = 0;
-    json_ptr reply;
-    std::vector<std::string> reports;
-    json_ptr changes = json_ptr(json_object_new_array()); // journal lines of the store and the LEDs
-};
+static json_ptr json_or_text(const std::string &text)
+{
+    json_ptr message = json_parse(text);
+    return message ? std::move(message) : json_ptr(json_new_text(text));
+}
 
 static bool take_received(const ctl_request &request, conversation &talk, const std::string &text)
 {
     const message_kind kind = talk_kind(text, talk.id);
     if (kind == message_kind::other)
         return false;
-    if (kind == message_kind::reply)
-        talk.reply = json_parse(text);
+    // Some methods of the daemon answer twice.
+    if (kind == message_kind::reply && !talk.answer)
+        talk.answer = json_or_text(text);
     else
         talk.reports.push_back(text);
     say(request, std::string(kind == message_kind::reply ? "reply   " : "report  ") + text);
@@ -57,11 +64,18 @@ static bool is_change(json_object *entry)
            (what == "led" && json_get_bool(entry, "applied"));
 }
 
-// true: it belongs to what followed the call.
+// true: it belongs to what followed.
 static bool take_entry(const ctl_request &request, conversation &talk, json_object *entry)
 {
-    if (json_get_text(entry, "who") == "cloud" && json_get_text(entry, "what") == "received")
+    const bool cloud = json_get_text(entry, "who") == "cloud";
+    const std::string what = json_get_text(entry, "what");
+    if (cloud && what == "received")
         return take_received(request, talk, json_get_text(entry, "text"));
+    if (cloud && what == "pulled" && talk.id == talk_pull) {
+        talk.answer.reset(json_object_get(entry));
+        say(request, render_what(entry));
+        return true;
+    }
     if (!is_change(entry))
         return false;
     json_object_array_add(talk.changes.get(), json_object_get(entry));
@@ -71,7 +85,7 @@ static bool take_entry(const ctl_request &request, conversation &talk, json_obje
     return true;
 }
 
-static void listen_until_silence(const ctl_request &request, journal_reader &journal, conversation &talk)
+void talk_listen(const ctl_request &request, journal_reader &journal, conversation &talk)
 {
     int64_t deadline = host_time_ms() + longest_reply_ms;
     for (;;) {
@@ -79,7 +93,7 @@ static void listen_until_silence(const ctl_request &request, journal_reader &jou
         if (left <= 0)
             return;
         const json_ptr entry = journal_reader_next(journal, static_cast<int>(left));
-        if (entry && take_entry(request, talk, entry.get()) && talk.reply)
+        if (entry && take_entry(request, talk, entry.get()) && talk.answer)
             deadline = host_time_ms() + silence_ms;
     }
 }
@@ -100,26 +114,21 @@ static json_ptr call_command(const ctl_request &request, std::string &reason)
     return command;
 }
 
-static json_ptr conversation_json(const conversation &talk)
+json_ptr talk_json(const conversation &talk)
 {
     json_ptr all(json_object_new_object());
     json_object *reports = json_object_new_array();
-    for (const std::string &text : talk.reports) {
-        json_ptr report = json_parse(text);
-        json_object_array_add(reports, report ? report.release() : json_new_text(text));
-    }
-    json_object_object_add(all.get(), "reply", json_object_get(talk.reply.get()));
+    for (const std::string &text : talk.reports)
+        json_object_array_add(reports, json_or_text(text).release());
+    json_object_object_add(all.get(), talk.id == talk_pull ? "pull" : "reply",
+                           json_object_get(talk.answer.get()));
     json_object_object_add(all.get(), "reports", reports);
     json_object_object_add(all.get(), "changes", json_object_get(talk.changes.get()));
     return all;
 }
 
-int call_method(const ctl_request &request)
+int talk_send(const ctl_request &request, const json_ptr &command)
 {
-    std::string reason;
-    const json_ptr command = call_command(request, reason);
-    if (!command)
-        return say_could_not(request, reason);
     journal_reader journal;
     journal_reader_open(journal, request.where.run, true);
     int status = ctl_done;
@@ -130,9 +139,16 @@ int call_method(const ctl_request &request)
 
     conversation talk;
     talk.id = json_get_number(sent.get(), "id");
-    listen_until_silence(request, journal, talk);
+    talk_listen(request, journal, talk);
     journal_reader_close(journal);
-    if (!talk.reply)
+    if (!talk.answer)
         say(request, "no reply within " + std::to_string(longest_reply_ms / 1000) + " s");
-    return say_done(request, conversation_json(talk).get(), "");
+    return say_done(request, talk_json(talk).get(), "");
+}
+
+int call_method(const ctl_request &request)
+{
+    std::string reason;
+    const json_ptr command = call_command(request, reason);
+    return command ? talk_send(request, command) : say_could_not(request, reason);
 }

@@ -9,11 +9,19 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-static std::string bound;
+#include <map>
 
-static std::string read_nvram(const char *key)
+static std::map<std::string, std::string> store;
+
+static std::optional<std::string> read_store(const char *space, const char *key)
 {
-    return std::string(key) == "bind_status" ? bound : "";
+    const auto found = store.find(space + std::string(" ") + key);
+    return found == store.end() ? std::nullopt : std::optional<std::string>(found->second);
+}
+
+void store_holds(const std::string &space_and_key, const std::string &value)
+{
+    store[space_and_key] = value;
 }
 
 static void note(const char *what, json_object *fields)
@@ -24,11 +32,13 @@ static void note(const char *what, json_object *fields)
 void cloud_desk_open(cloud_desk &desk, const char *bind_status, bool bind)
 {
     desk_page();
-    bound = bind_status;
+    store = { { "nvram did", "123" } };
+    if (bind_status[0] != '\0')
+        store_holds("nvram bind_status", bind_status);
     cloud_settings settings;
     settings.port = 0;
     settings.bind = bind;
-    settings.read_nvram = read_nvram;
+    settings.read_store = read_store;
     settings.note = note;
     ASSERT_TRUE(cloud_open(desk.self, settings));
     cloud_works_until(desk, [&] { return desk.self.net.status == "wifi_connecting"; });

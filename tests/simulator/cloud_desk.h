@@ -16,9 +16,12 @@ struct cloud_desk {
 };
 
 // The network is at its first step then. bind_status: the nvram value as the cloud client reads it; "" is
-// none.
+// none. The camera's device id is 123.
 void cloud_desk_open(cloud_desk &desk, const char *bind_status = "ok", bool bind = true);
 void cloud_desk_close(cloud_desk &desk);
+
+// What the cloud client finds in the store, under "nvram did".
+void store_holds(const std::string &space_and_key, const std::string &value);
 
 // Lets the cloud client work until the condition holds; the case fails when it does not within 10 s.
 void cloud_works_until(cloud_desk &desk, const std::function<bool()> &condition);

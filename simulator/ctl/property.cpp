@@ -10,7 +10,7 @@
 #include <algorithm>
 
 static constexpr size_t number_width = 7;
-static constexpr size_t name_width = 32;
+static constexpr size_t name_width = 24;
 static constexpr size_t type_width = 8;
 static constexpr size_t value_width = 24;
 static constexpr size_t lives_width = 38;

@@ -91,8 +91,8 @@ static bool collect(const ctl_request &request, journal_reader &journal, int &st
 
 static std::string finding_line(json_object *row)
 {
-    char line[80];
-    snprintf(line, sizeof(line), "%-7s %-32.32s %-11s", json_get_text(row, "property").c_str(),
+    char line[128];
+    snprintf(line, sizeof(line), "%-7s %-24s %-11s", json_get_text(row, "property").c_str(),
              json_get_text(row, "name").c_str(), json_get_text(row, "verdict").c_str());
     return line + json_get_text(row, "reason") + "\n";
 }

@@ -289,7 +289,7 @@ STORY(cloud_property, a_pull_with_the_id_of_our_own_request_is_a_question_all_th
     daemon_answers(
         desk, R"({"id" : 1,"result" : [{"did" : "123","siid" : 5,"piid" : 1,"value" : true,"code" : 0}]})");
 
-    EXPECT_EQ(believed(desk), texts{ "motion_detection_enable=true read" });
+    EXPECT_EQ(believed(desk), texts{ "motion_detection=true read" });
     cloud_desk_close(desk);
 }
 
@@ -315,7 +315,7 @@ STORY(cloud_property, what_was_kept_stays_until_the_camera_reports_another_value
     property_desk_open(desk);
     EXPECT_EQ(
         command(desk, "prop_keep", R"({"values":[["5.2","30"],["flip","180"]]})"),
-        R"({"done":{"properties":[{"property":"5.2","name":"motion_alarm_interval","value":30,"pulled":true},)"
+        R"({"done":{"properties":[{"property":"5.2","name":"alarm_interval","value":30,"pulled":true},)"
         R"({"property":"2.2","name":"flip","value":180,"pulled":false}]}})");
     EXPECT_EQ(journal_texts("kept", "property"), (texts{ "5.2", "2.2" }));
 
@@ -323,10 +323,10 @@ STORY(cloud_property, what_was_kept_stays_until_the_camera_reports_another_value
     daemon_answers(desk,
                    R"({"id" : 1,"result" : [{"did" : "123","siid" : 5,"piid" : 2,"value" : 5,"code" : 0},)"
                    R"({"did" : "123","siid" : 2,"piid" : 2,"value" : 0,"code" : 0}]})");
-    EXPECT_EQ(believed(desk), (texts{ "flip=180 kept", "motion_alarm_interval=30 kept" }));
+    EXPECT_EQ(believed(desk), (texts{ "flip=180 kept", "alarm_interval=30 kept" }));
 
     daemon_answers(desk, report("5.2", "7"));
-    EXPECT_EQ(believed(desk), (texts{ "flip=180 kept", "motion_alarm_interval=7 reported" }));
+    EXPECT_EQ(believed(desk), (texts{ "flip=180 kept", "alarm_interval=7 reported" }));
     cloud_desk_close(desk);
 }
 

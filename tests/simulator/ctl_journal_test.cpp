@@ -42,6 +42,16 @@ TEST(ctl_render, names_the_level_of_a_log_line_and_takes_its_line_end_away)
               "       0.007  daemon  debug: no line end");
 }
 
+TEST(ctl_render, names_a_property_that_has_a_name)
+{
+    EXPECT_EQ(
+        rendered(
+            R"({"n":1,"ms":7,"who":"cloud","what":"reported","property":"2.3","name":"night_mode","value":0})"),
+        "       0.007  cloud   reported 2.3 night_mode = 0");
+    EXPECT_EQ(rendered(R"({"n":1,"ms":7,"who":"cloud","what":"reported","property":"0.0","value":true})"),
+              "       0.007  cloud   reported 0.0 = true");
+}
+
 TEST(ctl_render, stays_on_one_line_whatever_the_text_holds)
 {
     EXPECT_EQ(rendered(R"({"n":1,"ms":7,"who":"cloud","what":"received","text":"a\nb\tc\u001b[2J\r\n"})"),
@@ -120,6 +130,8 @@ TEST(ctl_talk, tells_a_reply_from_a_report_and_from_what_is_none_of_ours)
     EXPECT_EQ(talk_kind(R"({"id":99,"method":"local.query_time","params":null})", 7), message_kind::other);
     EXPECT_EQ(talk_kind(R"({"method":"register","key":"get_prop"})", 7), message_kind::other);
     EXPECT_EQ(talk_kind("no json", 7), message_kind::report);
+    EXPECT_EQ(talk_kind(R"({"id" : 7,"result" : [,{"did" : "1"}]})", 7), message_kind::reply);
+    EXPECT_EQ(talk_kind(R"({"id" : 77,"result" : [,{"did" : "1"}]})", 7), message_kind::report);
 }
 
 STORY(ctl_journal, lines_are_read_while_they_are_written)

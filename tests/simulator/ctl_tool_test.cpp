@@ -94,8 +94,10 @@ STORY(ctl_tool, answers_in_json_when_asked_to)
 STORY(ctl_tool, says_that_there_is_no_camera_and_how_to_get_one)
 {
     own_folders();
-    for (const char *line : { "status", "leds", "head", "call get_prop", "store get power", "store list",
-                              "store watch", "kill daemon", "restart daemon" }) {
+    for (const char *line :
+         { "status", "leds", "head", "call get_prop", "store get power", "store list", "store watch",
+           "kill daemon", "restart daemon", "prop list", "prop get power", "prop set power on", "prop copy",
+           "prop keep power on", "prop pull", "prop check" }) {
         const tool_result result = tool(line + std::string(" --name nobody"));
         EXPECT_EQ(result.status, 2) << line;
         EXPECT_EQ(result.err,

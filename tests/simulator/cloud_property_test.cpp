@@ -313,10 +313,9 @@ STORY(cloud_property, what_was_kept_stays_until_the_camera_reports_another_value
 {
     cloud_desk desk;
     property_desk_open(desk);
-    EXPECT_EQ(
-        command(desk, "prop_keep", R"({"values":[["5.2","30"],["flip","180"]]})"),
-        R"({"done":{"properties":[{"property":"5.2","name":"alarm_interval","value":30,"pulled":true},)"
-        R"({"property":"2.2","name":"flip","value":180,"pulled":false}]}})");
+    EXPECT_EQ(command(desk, "prop_keep", R"({"values":[["5.2","30"],["flip","180"]]})"),
+              R"({"done":{"properties":[{"property":"5.2","name":"alarm_interval","value":30,"pulled":true},)"
+              R"({"property":"2.2","name":"flip","value":180,"pulled":false}]}})");
     EXPECT_EQ(journal_texts("kept", "property"), (texts{ "5.2", "2.2" }));
 
     command(desk, "prop_get", R"({"properties":["5.2","2.2"]})");

@@ -69,6 +69,13 @@ void cloud_tell_network(cloud &self)
     cloud_send(self, local_message(0, "local.status", json_new_text(self.net.status)));
 }
 
+bool cloud_bind(cloud &self, const std::string &result)
+{
+    const json_ptr message = json_of("method", "local.bind");
+    json_set_text(message.get(), "result", result);
+    return cloud_send(self, json_text(message.get()));
+}
+
 // A new camera is bound once it can be: the daemon knows the method and the cloud is reached.
 static void settle_binding(cloud &self)
 {
@@ -85,7 +92,7 @@ static void settle_binding(cloud &self)
     // Before what the daemon does about it.
     note(self, "bound", std::move(fields));
     if (!bound_before)
-        cloud_send(self, R"({"method":"local.bind","result":"ok"})");
+        cloud_bind(self, "ok");
 }
 
 static void on_register(cloud &self, json_object *message)

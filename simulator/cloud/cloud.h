@@ -54,5 +54,9 @@ json_object *cloud_request(cloud &self, const std::string &method, json_object *
 // Sends it now, as far as the daemon reads. false: there is no daemon, or it has long stopped reading.
 bool cloud_send(cloud &self, const std::string &text);
 
+// Tells the daemon and the journal how a binding to an account has ended: "ok", or a text that begins with
+// "fail". false as above.
+bool cloud_bind(cloud &self, const std::string &result);
+
 // Tells the daemon and the journal what the network is now.
 void cloud_tell_network(cloud &self);

@@ -89,6 +89,22 @@ static json_object *set_network(cloud &self, json_object *arguments)
     return control_done(json_of("status", wanted).release());
 }
 
+// From now on a camera that is not bound is bound, or is not.
+static json_object *bind(cloud &self, json_object *arguments)
+{
+    const std::string result = json_get_text(arguments, "result", "ok");
+    if (!cloud_bind(self, result))
+        return refuse_send(self);
+    self.settings.bind = true;
+    return control_done(json_of("result", result).release());
+}
+
+static json_object *unbind(cloud &self, json_object *)
+{
+    self.settings.bind = false;
+    return control_done(nullptr);
+}
+
 struct cloud_command {
     const char *name;
     json_object *(*run)(cloud &self, json_object *arguments);
@@ -96,6 +112,7 @@ struct cloud_command {
 
 // clang-format off
 static constexpr cloud_command commands[] = {
+    { "bind",             bind                 },
     { "call",             call                 },
     { "methods",          list_methods         },
     { "net",              set_network          },
@@ -107,6 +124,7 @@ static constexpr cloud_command commands[] = {
     { "prop_set",         property_set         },
     { "send",             send_text            },
     { "status",           status               },
+    { "unbind",           unbind               },
 };
 // clang-format on
 

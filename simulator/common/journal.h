@@ -13,6 +13,7 @@
 //           motor operation,value,length,result | statistics name,object | clock realtime_ms
 //   store   set space,key,type,value,by | unset space,key,by | reset space,by | sync space,by | damaged text
 //           connected by | left by
+//   script  run name,arguments: one of the camera's scripts
 //   cloud   connected | left | announced method | received text | sent text | network status | bound
 //           read id,count,properties | written id,count,properties | reported property,name,value
 //           kept property,name,value | pulled id,count,unknown,properties

@@ -9,6 +9,7 @@
 #include "ctl/show.h"
 #include "ctl/steer.h"
 #include "ctl/store.h"
+#include "ctl/switches.h"
 #include "ctl/talk.h"
 
 #include <algorithm>
@@ -26,11 +27,19 @@ static constexpr ctl_command table[] = {
     { "status",         "",                     0, 0, "",         "what runs, the network, the binding, where the state is",  show_status    },
     { "call",           "METHOD [PARAMS]",      1, 2, "",         "send a request as the cloud would, show what follows",     call_method    },
     { "log",            "",                     0, 0, "--follow", "what has happened so far",                                 show_log       },
+    { "stats",          "",                     0, 0, "--follow", "the statistics objects that the daemon has reported",      show_statistics },
     { "leds",           "",                     0, 0, "",         "what the two status LEDs show",                            show_leds      },
     { "head",           "",                     0, 0, "",         "where the head points",                                    show_head      },
     { "key press",      "",                     0, 0, "",         "press the reset key",                                      press_key      },
     { "key release",    "",                     0, 0, "",         "let go of it",                                             release_key    },
     { "key hold",       "TIME",                 1, 1, "",         "press it, and let go of it after so long: 2s",             hold_key       },
+    { "card",           "in|out",               1, 1, "",         "put the memory card in, or take it out",                   switch_card    },
+    { "track",          "on|off",               1, 1, "",         "let the head follow what moves, or not",                   switch_track   },
+    { "rotate",         "'[H,V,0]'|stop",       1, 1, "",         "turn the head by degrees, as a program that tracks would", rotate_head    },
+    { "net",            "STATUS",               1, 1, "",         "what the cloud client says of the network: cloud_connected", set_network  },
+    { "bind",           "[ok|fail]",            0, 1, "",         "bind the camera to an account, or fail to",                bind_camera    },
+    { "unbind",         "",                     0, 0, "",         "bind it to nobody",                                        unbind_camera  },
+    { "update",         "on|off",               1, 1, "",         "let a firmware update run, or be over",                    switch_update  },
     { "clock",          "[+TIME]",              0, 1, "",         "the camera's time; or step it ahead, tick by tick: +30m",  show_or_step_clock },
     { "store get",      "[nvram|mem] KEY",      1, 2, "",         "one value of the store",                                   store_get      },
     { "store set",      "[nvram|mem] KEY VALUE", 2, 3, "--number", "write a value, as another program of the camera would",   store_set      },

@@ -19,6 +19,7 @@ static constexpr render_row rows[] = {
     { "stage", "stop",         "the camera stops" },
     { "stage", "key",          "reset key {state}" },
     { "stage", "head",         "the head rests at pan {h}, tilt {v}" },
+    { "script", "run",         "{name} was run with {arguments}" },
     { nullptr, "log",          "{level}: {text}" },
     { nullptr, "led",          "LED {index}: brightness {brightness}, mode {mode}, {on_ms}/{off_ms} ms, priority {priority}, applied {applied}" },
     { nullptr, "led_priority", "LED priority is {priority}" },

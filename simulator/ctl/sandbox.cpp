@@ -20,13 +20,14 @@ using words = std::vector<std::string>;
 
 static constexpr char passwd[] = "root:x:0:0:root:/:/bin/sh\n";
 static constexpr char group[] = "root:x:0:\n";
+static constexpr char card_bytes[] = "67108864";
 
 // What a sanitizer finds is written where status, stop and the tests look for it. The daemon does its whole
 // shutdown in the handler of SIGINT, which it lets in only where it waits: nothing that it could interrupt
 // half-way.
 // clang-format off
 static constexpr const char *environment[][2] = {
-    { "PATH",          "/usr/sbin:/usr/bin:/sbin:/bin" },
+    { "PATH",          "/camera/device/bin:/usr/sbin:/usr/bin:/sbin:/bin" },
     { "HOME",          "/" },
     { "CAMERA_RUN",    "/run/camera" },
     { "ASAN_OPTIONS",  "log_path=/run/camera/report:abort_on_error=0:detect_leaks=1" },
@@ -80,6 +81,26 @@ static void add_file(sandbox_line &line, const char *path, const char *text)
     line.arguments.insert(line.arguments.end(), { "--file", std::to_string(fd), path });
 }
 
+// What the daemon finds in the file system of its camera. Links in folders of the camera's own, so that
+// inside a script can be taken away and another one put there.
+// clang-format off
+static constexpr const char *device_files[][2] = {
+    { "/camera/device/os-release",     "/etc/os-release"          },
+    { "/camera/device/bin/log2tf.sh",  "/mnt/data/bin/log2tf.sh"  },
+    { "/camera/device/bin/log2ky.sh",  "/mnt/data/bin/log2ky.sh"  },
+    { "/camera/device/bin/kivo_log",   "/mnt/data/bin/kivo_log"   },
+};
+// clang-format on
+
+static void add_device(words &all)
+{
+    for (const auto &[target, name] : device_files)
+        all.insert(all.end(), { "--symlink", target, name });
+    all.insert(all.end(), { "--dir", "/etc/perp/.control" });
+    // The memory card, which stage puts in its place and takes away.
+    all.insert(all.end(), { "--size", card_bytes, "--tmpfs", "/run/card" });
+}
+
 static sandbox_line camera_line(const place &where, const words &stage_arguments)
 {
     sandbox_line line{ walls(), {} };
@@ -88,8 +109,8 @@ static sandbox_line camera_line(const place &where, const words &stage_arguments
     add_file(line, "/etc/passwd", passwd);
     add_file(line, "/etc/group", group);
     all.insert(all.end(), { "--bind", where.run, "/run/camera", "--bind", where.state, "/state", "--ro-bind",
-                            where.build, "/camera", "--tmpfs", "/mnt/data", "--tmpfs", "/mnt/sdcard",
-                            "--chdir", "/", "--clearenv" });
+                            where.build, "/camera", "--tmpfs", "/mnt/data", "--chdir", "/", "--clearenv" });
+    add_device(all);
     for (const auto &[name, value] : environment)
         all.insert(all.end(), { "--setenv", name, value });
     all.emplace_back("/camera/simulator/stage");

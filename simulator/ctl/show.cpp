@@ -177,7 +177,8 @@ int show_head(const ctl_request &request)
                         "  (0 to 100, 50 is the centre)");
 }
 
-int show_log(const ctl_request &request)
+// The journal's lines of one kind, or with what "" all.
+static int show_journal(const ctl_request &request, const std::string &what)
 {
     constexpr int look_ms = 500;
     const place &where = request.where;
@@ -194,7 +195,7 @@ int show_log(const ctl_request &request)
         const json_ptr entry = journal_reader_next(journal, runs ? look_ms : 0);
         if (!entry && !runs)
             break;
-        if (!entry)
+        if (!entry || (!what.empty() && json_get_text(entry.get(), "what") != what))
             continue;
         puts(request.options.json ? json_text(entry.get()).c_str() : render_entry(entry.get()).c_str());
         if (follow)
@@ -202,4 +203,14 @@ int show_log(const ctl_request &request)
     }
     journal_reader_close(journal);
     return ctl_done;
+}
+
+int show_log(const ctl_request &request)
+{
+    return show_journal(request, "");
+}
+
+int show_statistics(const ctl_request &request)
+{
+    return show_journal(request, "statistics");
 }

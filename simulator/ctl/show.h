@@ -8,6 +8,7 @@ int show_status(const ctl_request &request);
 int show_leds(const ctl_request &request);
 int show_head(const ctl_request &request);
 int show_log(const ctl_request &request);
+int show_statistics(const ctl_request &request);
 
 // Files in which a sanitizer reported what it found in this run, as one text; empty: none.
 std::string show_reports(const place &where);

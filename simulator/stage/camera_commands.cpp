@@ -7,6 +7,7 @@
 #include "common/nearest.h"
 
 #include <csignal>
+#include <cstring>
 
 constexpr int64_t ns_per_ms = 1'000'000;
 
@@ -114,6 +115,30 @@ json_object *command_reboot(stage &stage, connection &client, json_object *)
     return nullptr;
 }
 
+// Whether the cloud client binds a camera by itself, in its next lives too.
+static void let_bind(stage &stage, bool binds)
+{
+    static const char unbound[] = "--unbound";
+    program *cloud = stage_find_program(stage, "cloud");
+    if (cloud == nullptr)
+        return;
+    std::erase_if(cloud->options, [](const char *option) { return strcmp(option, unbound) == 0; });
+    if (!binds)
+        cloud->options.push_back(unbound);
+}
+
+json_object *command_bind(stage &stage, connection &client, json_object *arguments)
+{
+    let_bind(stage, true);
+    return commands_pass_on(stage, client, "cloud.bind", arguments);
+}
+
+json_object *command_unbind(stage &stage, connection &client, json_object *arguments)
+{
+    let_bind(stage, false);
+    return commands_pass_on(stage, client, "cloud.unbind", arguments);
+}
+
 json_object *command_serve(stage &stage, connection &client, json_object *arguments)
 {
     std::string name = json_get_text(arguments, "name");
@@ -123,5 +148,7 @@ json_object *command_serve(stage &stage, connection &client, json_object *argume
     // The answer goes first: from now on every line to the neighbour is a command.
     server_send(client, control_done(nullptr));
     routing_serve(stage.control, stage.routes, name, client.id);
+    if (name == "store")
+        card_tell(stage);
     return nullptr;
 }

@@ -25,9 +25,13 @@ static constexpr command_row command_rows[] = {
     { "restart",            command_restart,       true  },
     { "reboot",             command_reboot,        true  },
     { "stop",               command_stop,          false },
+    { "bind",               command_bind,          true  },
+    { "unbind",             command_unbind,        true  },
     { "key.press",          command_key_press,     false },
     { "key.release",        command_key_release,   false },
     { "key.hold",           command_key_hold,      false },
+    { "card",               command_card,          false },
+    { "rotate",             command_rotate,        true  },
     { "clock",              command_clock,         false },
     { "clock.step",         command_clock_step,    true  },
     { "serve",              command_serve,         false },
@@ -91,8 +95,9 @@ static json_object *refuse_absent(const program &program)
     return control_refused("the " + name + " is not running; ./camera status shows why");
 }
 
-static json_object *pass_on(stage &stage, connection &client, const std::string &name, json_object *command)
+json_object *commands_pass_on(stage &stage, connection &client, const std::string &name, json_object *command)
 {
+    json_set_text(command, "do", name);
     std::string neighbour = name.substr(0, name.find('.'));
     if (routing_forward(stage.control, stage.routes, neighbour, client, command))
         return nullptr;
@@ -111,7 +116,7 @@ static json_object *run_command(stage &stage, connection &client, json_object *c
         if (name == row.name)
             return run_row(stage, client, row, command);
     }
-    return pass_on(stage, client, name, command);
+    return commands_pass_on(stage, client, name, command);
 }
 
 void commands_take_line(stage &stage, connection &client, const std::string &line)

@@ -16,12 +16,18 @@ void commands_take_line(stage &stage, connection &client, const std::string &lin
 // set).
 using command_function = json_object *(*)(stage &stage, connection &client, json_object *arguments);
 
+// Passes a command on as if it had come by this name, which begins with a neighbour's.
+json_object *commands_pass_on(stage &stage, connection &client, const std::string &name,
+                              json_object *command);
+
 // camera_commands.cpp
 json_object *command_status(stage &stage, connection &client, json_object *arguments);
 json_object *command_kill(stage &stage, connection &client, json_object *arguments);
 json_object *command_restart(stage &stage, connection &client, json_object *arguments);
 json_object *command_stop(stage &stage, connection &client, json_object *arguments);
 json_object *command_reboot(stage &stage, connection &client, json_object *arguments);
+json_object *command_bind(stage &stage, connection &client, json_object *arguments);
+json_object *command_unbind(stage &stage, connection &client, json_object *arguments);
 json_object *command_serve(stage &stage, connection &client, json_object *arguments);
 
 // clock_commands.cpp; clock_run goes on with a step, clock_forget ends one that nobody waits for any more
@@ -46,6 +52,15 @@ json_object *command_key_press(stage &stage, connection &client, json_object *ar
 json_object *command_key_release(stage &stage, connection &client, json_object *arguments);
 json_object *command_key_hold(stage &stage, connection &client, json_object *arguments);
 void key_run(stage &stage);
+
+// card_commands.cpp; card_tell writes what the store has to say of the card
+json_object *command_card(stage &stage, connection &client, json_object *arguments);
+void card_tell(stage &stage);
+
+// rotation_commands.cpp; rotation_run goes on with what is being posted, and returns the host ms until it
+// wants to again
+json_object *command_rotate(stage &stage, connection &client, json_object *arguments);
+int rotation_run(stage &stage);
 
 // The member as a number of int's range.
 int command_number(json_object *arguments, const char *key, int otherwise);

@@ -77,6 +77,8 @@ static int open_signals(void)
 int main(int count, char **arguments)
 {
     stage stage;
+    stage.card = { .medium = "/run/card", .place = "/mnt/sdcard" };
+    stage.restart_counts = "/etc/perp/.control/reset-statistics";
     for (const program_row &row : program_rows)
         stage.programs.push_back({ .row = &row });
     for (int i = 1; i < count; i++) {

@@ -31,6 +31,7 @@ struct program {
     pid_t pid = -1;
     bool again = false;        // ending: is started again at once
     int restarts = 0;          // since the camera was started
+    int counted = 0;           // of them, in the file of restarts
     int last_pause_ms = 0;     // before its present life
     int64_t started_ns = 0;    // virtual
     int64_t due_ns = 0;        // virtual; of waiting

@@ -47,6 +47,16 @@ bool routing_forward(server &server, routing &routing, const std::string &name, 
     return true;
 }
 
+void routing_tell(server &server, const routing &routing, const std::string &name, json_object *command)
+{
+    auto found = routing.services.find(name);
+    connection *service = found == routing.services.end() ? nullptr : server_find(server, found->second);
+    if (service == nullptr)
+        json_object_put(command);
+    else
+        server_send(*service, command);
+}
+
 void routing_answer(server &server, routing &routing, json_object *answer)
 {
     auto found = routing.waiting.find(json_get_number(answer, "tag"));

@@ -33,6 +33,9 @@ bool routing_is_service(const routing &routing, uint64_t connection_id);
 bool routing_forward(server &server, routing &routing, const std::string &name, connection &client,
                      json_object *command);
 
+// Sends the neighbour called name a command whose answer nobody wants, if it serves. Takes command.
+void routing_tell(server &server, const routing &routing, const std::string &name, json_object *command);
+
 // Takes an answer from a service to who asked. One that nobody waits for is dropped. Takes answer.
 void routing_answer(server &server, routing &routing, json_object *answer);
 

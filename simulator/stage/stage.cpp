@@ -7,6 +7,7 @@
 #include "common/journal.h"
 #include "common/json.h"
 #include "stage/commands.h"
+#include "stage/restart.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -159,9 +160,11 @@ static void run_reboot(stage &stage)
 {
     if (!all_stopped(stage))
         return;
-    // What the programs left behind; outside a sandbox -1 would be everybody.
-    if (getpid() == 1)
+    // What the programs left behind; outside a sandbox that would be everybody's.
+    if (getpid() == 1) {
         kill(-1, SIGKILL);
+        rotation_remove(stage.rotation_key);
+    }
     stage_boot(stage);
 }
 
@@ -180,6 +183,15 @@ static void run_stop(stage &stage)
     for (uint64_t client : stage.stoppers)
         server_answer(stage.control, client, control_done(nullptr));
     stage.phase = stage_phase::ended;
+}
+
+static void count_restarts(stage &stage)
+{
+    for (program &program : stage.programs) {
+        if (program.restarts > program.counted && !stage.restart_counts.empty())
+            restart_count(stage.restart_counts, program.row->name, program.restarts - program.counted);
+        program.counted = program.restarts;
+    }
 }
 
 int64_t stage_due_ns(const stage &stage)
@@ -207,12 +219,14 @@ int stage_run(stage &stage)
     body_run(stage);
     key_run(stage);
     clock_run(stage);
+    wait_ms = std::min(wait_ms, rotation_run(stage));
     for (program &program : stage.programs) {
         int restarts = program.restarts;
         wait_ms = std::min(wait_ms, program_run(program));
         if (program.restarts != restarts)
             settle(stage, stage_event::program_started, program.row->name);
     }
+    count_restarts(stage);
     if (stage.phase == stage_phase::rebooting)
         run_reboot(stage);
     if (stage.phase == stage_phase::starting)

@@ -8,8 +8,10 @@
 #pragma once
 
 #include "stage/body.h"
+#include "stage/card.h"
 #include "stage/clock_driver.h"
 #include "stage/program.h"
+#include "stage/rotation.h"
 #include "stage/routing.h"
 #include "stage/server.h"
 
@@ -44,6 +46,15 @@ struct clock_step {
     int64_t give_up_ms = 0; // host; when the camera is not whole until then
 };
 
+// A rotation while it is being posted.
+struct rotation_post_request {
+    bool under_way = false;
+    bool posted = false; // and waits to be taken
+    std::string text;
+    uint64_t client = 0;     // is answered then
+    int64_t deadline_ms = 0; // host
+};
+
 struct stage {
     stage_phase phase = stage_phase::starting;
     std::vector<program> programs; // in the order in which they are started
@@ -54,6 +65,10 @@ struct stage {
     std::vector<uint64_t> stoppers; // connections that asked for the stop
     body_state body;
     key_hold key;
+    ::card card;
+    std::string restart_counts; // a file: how often each program was started again; empty: not counted
+    key_t rotation_key = ::rotation_key;
+    rotation_post_request rotation;
     clock_driver clock;
     clock_step step;
     int64_t step_patience_ms = 20'000; // host; with a camera that is not whole

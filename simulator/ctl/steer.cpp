@@ -55,6 +55,13 @@ int kill_program(const ctl_request &request)
                     "the " + request.arguments[0] + " was killed; it is started again by itself");
 }
 
+int reboot_camera(const ctl_request &request)
+{
+    int status = ctl_done;
+    const json_ptr done = ask_camera(request, command_of("reboot"), status);
+    return done ? say_done(request, done.get(), "the camera has rebooted, its programs run again") : status;
+}
+
 // Runs the build tool without a word; words receives what it said.
 static int build_daemon(const std::string &build, std::string &words)
 {

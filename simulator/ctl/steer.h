@@ -6,4 +6,5 @@
 
 int stop_camera(const ctl_request &request);
 int kill_program(const ctl_request &request);
+int reboot_camera(const ctl_request &request);
 int restart_daemon(const ctl_request &request);

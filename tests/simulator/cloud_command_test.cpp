@@ -219,3 +219,53 @@ STORY(cloud_binding, is_looked_at_again_for_a_new_connection)
     EXPECT_EQ(daemon_hears_up_to(desk, bind_message), bind_message);
     cloud_desk_close(desk);
 }
+
+STORY(cloud_binding, is_told_to_the_daemon_when_it_is_asked_for)
+{
+    cloud_desk desk;
+    cloud_desk_open(desk, "ok");
+    daemon_connects(desk);
+    network_comes_up(desk);
+    EXPECT_EQ(command(desk, "bind", R"({"result":"fail"})"), R"({"done":{"result":"fail"}})");
+    EXPECT_EQ(daemon_hears_up_to(desk, "}"), R"({"method":"local.bind","result":"fail"})");
+    EXPECT_EQ(command(desk, "bind", "{}"), R"({"done":{"result":"ok"}})");
+    EXPECT_EQ(daemon_hears_up_to(desk, bind_message), bind_message);
+    cloud_desk_close(desk);
+}
+
+STORY(cloud_binding, cannot_be_told_to_a_daemon_that_is_not_there)
+{
+    cloud_desk desk;
+    cloud_desk_open(desk, "");
+    const std::string answer = command(desk, "bind", "{}");
+    EXPECT_NE(answer.find("the daemon is not connected"), std::string::npos) << answer;
+    cloud_desk_close(desk);
+}
+
+STORY(cloud_binding, is_left_alone_once_the_camera_was_unbound)
+{
+    cloud_desk desk;
+    cloud_desk_open(desk, "");
+    EXPECT_EQ(command(desk, "unbind", "{}"), R"({"done":{}})");
+    daemon_connects(desk);
+    network_comes_up(desk);
+    daemon_announces(desk, { "local.bind", "get_prop" });
+    command(desk, "send", R"({"text":"the end"})");
+    EXPECT_EQ(daemon_hears_up_to(desk, "the end"), "the end");
+    EXPECT_EQ(journal_texts("bound"), texts{});
+    cloud_desk_close(desk);
+}
+
+STORY(cloud_binding, is_made_by_itself_again_once_the_camera_was_bound)
+{
+    cloud_desk desk;
+    cloud_desk_open(desk, "", false);
+    daemon_connects(desk);
+    network_comes_up(desk);
+    command(desk, "bind", "{}");
+    daemon_hears_up_to(desk, bind_message);
+    daemon_connects(desk);
+    daemon_announces(desk, { "local.bind" });
+    EXPECT_EQ(daemon_hears_up_to(desk, bind_message), bind_message);
+    cloud_desk_close(desk);
+}

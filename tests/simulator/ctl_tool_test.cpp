@@ -76,18 +76,17 @@ STORY(ctl_tool, explains_each_command)
 
 STORY(ctl_tool, answers_a_mistake_with_one_sentence_and_status_2)
 {
-    const tool_result result = tool("stauts");
+    const tool_result result = tool("leeds");
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, "there is no command \"stauts\", did you mean \"status\"?\n");
+    EXPECT_EQ(result.err, "there is no command \"leeds\", did you mean \"leds\"?\n");
 }
 
 STORY(ctl_tool, answers_in_json_when_asked_to)
 {
-    const tool_result result = tool("stauts --json");
+    const tool_result result = tool("leeds --json");
     EXPECT_EQ(result.status, 2);
-    EXPECT_EQ(result.out,
-              "{\"failed\":\"there is no command \\\"stauts\\\", did you mean \\\"status\\\"?\"}\n");
+    EXPECT_EQ(result.out, "{\"failed\":\"there is no command \\\"leeds\\\", did you mean \\\"leds\\\"?\"}\n");
     EXPECT_EQ(result.err, "");
 }
 

@@ -133,7 +133,7 @@ static std::string no_command(const texts &words)
 
 TEST(ctl_commands, that_are_mistaken_are_told_with_the_nearest)
 {
-    EXPECT_EQ(no_command({ "stauts" }), "there is no command \"stauts\", did you mean \"status\"?");
+    EXPECT_EQ(no_command({ "leeds" }), "there is no command \"leeds\", did you mean \"leds\"?");
     EXPECT_EQ(no_command({ "fly" }), "there is no command \"fly\"; ./camera help lists them");
     EXPECT_EQ(no_command({ "store" }), R"("store" wants "get", "set", "unset", "list" or "watch" after it)");
     EXPECT_EQ(no_command({ "restart", "store" }),

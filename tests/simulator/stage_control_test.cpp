@@ -399,15 +399,3 @@ STORY(a_timer, is_driven_for_its_owner_and_let_go_with_its_link)
     close(fd);
     close_desk(desk);
 }
-
-STORY(a_timer, is_refused_without_a_descriptor_or_with_one_that_is_none)
-{
-    control_desk desk;
-    open_desk(desk);
-    EXPECT_PRED2(stage_desk_is_refusal, stage_desk_ask(desk, desk.client, R"({"do":"clock.timer"})"),
-                 "needs the timer's");
-    const json_ptr command = json_parse(R"({"do":"clock.timer","first_ms":1000,"interval_ms":1000})");
-    ASSERT_TRUE(control_send(desk.client, command.get(), STDIN_FILENO));
-    EXPECT_PRED2(stage_desk_is_refusal, stage_desk_receive(desk, desk.client), "is no timer");
-    close_desk(desk);
-}

@@ -59,6 +59,14 @@ TEST_F(tick_after_a_movement, unmutes_with_every_tick_from_then_on)
     EXPECT_TRUE(unmutes_after(2000));
 }
 
+TEST_F(tick_after_a_movement, keeps_the_stamp_of_one_that_happens_meanwhile)
+{
+    const int64_t meanwhile = static_cast<int64_t>(moment) + 1000;
+    bus.on_send = [meanwhile] { shared(motor_time).store(meanwhile); };
+    EXPECT_TRUE(unmutes_after(1000));
+    EXPECT_EQ(motor_time, meanwhile);
+}
+
 TEST_F(tick_after_a_movement, clears_the_stamp_although_there_is_no_player)
 {
     sound_exit();

@@ -147,8 +147,8 @@ int wrax_rcv_poll(wrax_rcv *receiver)
         subscription &subscribed = receiver->subscriptions[now.event];
         last_result = subscribed.handler(receiver, now.message.c_str(), subscribed.argument);
     }
-    if (bus.poll_result < 0)
-        errno = bus.poll_errno;
+    if (bus.poll_result < 0 && bus.poll_errno)
+        errno = *bus.poll_errno;
     return bus.poll_result;
 }
 
@@ -163,6 +163,8 @@ int wrax_rcv_send_message(wrax_rcv *receiver, const void *bytes, int length)
     EXPECT_TRUE(receivers.contains(receiver));
     std::string copy(static_cast<const char *>(bytes), static_cast<size_t>(length));
     record_call("wrax_rcv_send_message(%s, %d)", shown(copy).c_str(), length);
+    if (bus.on_send)
+        bus.on_send();
     if (sends_until_failure > 0 && --sends_until_failure == 0)
         return fail(EPIPE);
     messages.push_back({ copy, bytes });

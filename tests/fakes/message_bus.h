@@ -5,6 +5,8 @@
 
 #include <libwrax.h>
 
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,7 +16,8 @@ struct bus_fakes {
     int fd = 60;
     int send_result = 0; // of a send that works
     int poll_result = 0;
-    int poll_errno = 0; // with a negative poll_result
+    std::optional<int> poll_errno; // with a negative poll_result; without a value errno stays as it was
+    std::function<void()> on_send; // what else happens at the moment of a send
 };
 
 extern bus_fakes bus;

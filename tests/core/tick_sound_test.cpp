@@ -59,6 +59,14 @@ TEST_F(tick_after_a_movement, unmutes_with_every_tick_from_then_on)
     EXPECT_TRUE(unmutes_after(2000));
 }
 
+TEST_F(tick_after_a_movement, does_not_take_no_movement_for_one_at_the_beginning_of_time)
+{
+    platform.realtime_ms = 500; // a clock that nobody has set yet
+    motor_time = 0;
+    ticks();
+    EXPECT_TRUE(called(unmuting));
+}
+
 TEST_F(tick_after_a_movement, keeps_the_stamp_of_one_that_happens_meanwhile)
 {
     const int64_t meanwhile = static_cast<int64_t>(moment) + 1000;

@@ -99,6 +99,14 @@ TEST_F(playing, logs_the_last_piece_that_fails_with_another_number)
     EXPECT_EQ(prompt_mappings(), 0);
 }
 
+TEST_F(playing, takes_a_prompt_of_just_one_piece_for_its_last_piece)
+{
+    prompts.has("ding", std::string(65536, 'd'));
+    bus_send_fails(1);
+    EXPECT_EQ(sound_play("ding", 0, ""), -1);
+    EXPECT_TRUE(logged(send_error(69, "ding")));
+}
+
 TEST_F(playing, takes_any_result_that_is_not_negative_for_success)
 {
     prompts.has("ding", std::string(70000, 'd'));

@@ -13,8 +13,10 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
+#include <filesystem>
 #include <fstream>
+
+namespace fs = std::filesystem;
 
 using words = std::vector<std::string>;
 
@@ -71,14 +73,22 @@ struct sandbox_line {
     std::vector<int> files;
 };
 
-// A file inside with this content, which bwrap reads from a descriptor.
+// An option whose value bwrap reads from a descriptor. False: there is none to be had, nothing was added.
+static bool add_text(sandbox_line &line, const char *option, const std::string &text)
+{
+    const int fd = memfd_create(option, MFD_CLOEXEC);
+    if (fd < 0 || write(fd, text.data(), text.size()) < 0 || lseek(fd, 0, SEEK_SET) != 0)
+        return false;
+    line.files.push_back(fd);
+    line.arguments.insert(line.arguments.end(), { option, std::to_string(fd) });
+    return true;
+}
+
+// A file inside with this content.
 static void add_file(sandbox_line &line, const char *path, const char *text)
 {
-    const int fd = memfd_create(path, MFD_CLOEXEC);
-    if (fd < 0 || write(fd, text, strlen(text)) < 0 || lseek(fd, 0, SEEK_SET) != 0)
-        return;
-    line.files.push_back(fd);
-    line.arguments.insert(line.arguments.end(), { "--file", std::to_string(fd), path });
+    if (add_text(line, "--file", text))
+        line.arguments.emplace_back(path);
 }
 
 // What the daemon finds in the file system of its camera. Links in folders of the camera's own, so that
@@ -101,6 +111,22 @@ static void add_device(words &all)
     all.insert(all.end(), { "--size", card_bytes, "--tmpfs", "/run/card" });
 }
 
+// The build's prompts, in the same way.
+static void add_sounds(sandbox_line &line, const std::string &folder)
+{
+    std::error_code error;
+    std::string links;
+    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(folder, error)) {
+        const std::string name = entry.path().lexically_relative(folder);
+        if (!entry.is_regular_file(error))
+            continue;
+        for (const std::string &word :
+             { std::string("--symlink"), "/camera/sound/" + name, "/mnt/data/sound/" + name })
+            links.append(word).push_back('\0');
+    }
+    add_text(line, "--args", links);
+}
+
 static sandbox_line camera_line(const place &where, const words &stage_arguments)
 {
     sandbox_line line{ walls(), {} };
@@ -111,6 +137,7 @@ static sandbox_line camera_line(const place &where, const words &stage_arguments
     all.insert(all.end(), { "--bind", where.run, "/run/camera", "--bind", where.state, "/state", "--ro-bind",
                             where.build, "/camera", "--tmpfs", "/mnt/data", "--chdir", "/", "--clearenv" });
     add_device(all);
+    add_sounds(line, where.build + "/sound");
     for (const auto &[name, value] : environment)
         all.insert(all.end(), { "--setenv", name, value });
     all.emplace_back("/camera/simulator/stage");

@@ -18,17 +18,22 @@ static const char *const store_command[] = { "/camera/simulator/store",  "--data
                                              "/camera/factory/defaults", nullptr };
 static const char *const daemon_command[] = { "/camera/kivo_camwarden", nullptr };
 static const char *const cloud_command[] = { "/camera/simulator/cloud", nullptr };
+static const char *const player_command[] = { "/camera/simulator/player", "--bus",
+                                              "/run/audio_play",          "--sounds",
+                                              "/mnt/data/sound",          nullptr };
 
 static const char *const store_environment[] = { "CAMERA_WHO=store", nullptr };
 static const char *const daemon_environment[] = { "CAMERA_WHO=daemon", "LD_LIBRARY_PATH=/camera/lib",
                                                   nullptr };
 static const char *const cloud_environment[] = { "CAMERA_WHO=cloud", "LD_LIBRARY_PATH=/camera/lib", nullptr };
+static const char *const player_environment[] = { "CAMERA_WHO=player", nullptr };
 
 // The neighbours, in the order in which they are started.
 // clang-format off
 static constexpr program_row program_rows[] = {
     { "store",  store_command,  store_environment,  SIGTERM, 1000, false, true  },
     { "cloud",  cloud_command,  cloud_environment,  SIGTERM, 1000, false, true  },
+    { "player", player_command, player_environment, SIGTERM, 1000, false, true  },
     { "daemon", daemon_command, daemon_environment, SIGINT,  2000, true,  false },
 };
 // clang-format on

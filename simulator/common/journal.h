@@ -17,7 +17,12 @@
 //   cloud   connected | left | announced method | received text | sent text | network status | bound
 //           read id,count,properties | written id,count,properties | reported property,name,value
 //           kept property,name,value | pulled id,count,unknown,properties
+//   player  connected | left | prompt bytes,lasts_ms | cut bytes,of | playing lasts_ms,at_ms,muted
+//           played lasts_ms,at_ms,heard_ms | banned | unbanned | said name,text
 //
+// The player names a prompt that it knows with "name", and with "language" if it comes from a language's
+// folder. It tells of a ban and its end only when they change something. at_ms is when the sound began or
+// ended, which may be noticed a little later.
 // A property is its number, "2.1"; what was answered other than by a value is told by "answered":false,
 // "code" or "json":false (the value is then the text as it came). Texts that crossed a link stand whole in
 // "text", as they were. A line that its writer's death or a full disk cut short has an end from the next

@@ -53,7 +53,7 @@ static constexpr ctl_command table[] = {
     { "prop keep",      "PROPERTY VALUE...",    2, 64, "",        "change what the cloud believes, for the next pull",        prop_keep      },
     { "prop pull",      "",                     0, 0, "",         "let the daemon fetch the cloud's values",                  prop_pull      },
     { "prop check",     "",                     0, 0, "",         "whether each property is reported as it is read",          prop_check     },
-    { "kill",           "daemon|store|cloud",   1, 1, "",         "end a program at once, as a crash would; it starts again", kill_program   },
+    { "kill",           "daemon|store|cloud|player", 1, 1, "",    "end a program at once, as a crash would; it starts again", kill_program   },
     { "reboot",         "",                     0, 0, "",         "reboot the camera: mem is lost, nvram stays",              reboot_camera  },
     { "restart daemon", "",                     0, 0, "",         "build the daemon and replace it, leave the others alone",  restart_daemon },
     { "check",          "",                     0, 0, "",         "whether this system can run a camera",                     check_system   },

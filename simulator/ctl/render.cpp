@@ -45,6 +45,15 @@ static constexpr render_row rows[] = {
     { "cloud", "kept",         "kept {property} {name} = {value}" },
     { "cloud", "pulled",       "the daemon pulls, the cloud has {count} of the values and lacks {unknown}" },
     { "cloud", "bound",        "the camera is bound, bound before: {before}" },
+    { "player", "connected",   "the daemon connected" },
+    { "player", "left",        "the daemon left" },
+    { "player", "prompt",      "prompt[ {name}][ of {language}], {bytes} bytes, {lasts_ms} ms" },
+    { "player", "cut",         "a prompt broke off, {bytes} bytes of {of}" },
+    { "player", "playing",     "begins[ {name}][ of {language}], {lasts_ms} ms, muted {muted}" },
+    { "player", "played",      "ends[ {name}][ of {language}], heard {heard_ms} ms of {lasts_ms}" },
+    { "player", "banned",      "muted[ in {name}]" },
+    { "player", "unbanned",    "speaks again[ in {name}]" },
+    { "player", "said",        "-> {name}: {text}" },
 };
 // clang-format on
 

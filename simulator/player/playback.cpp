@@ -9,10 +9,10 @@ static constexpr int64_t ns_per_ms = 1'000'000;
 json_ptr playback_describe(const prompt &described)
 {
     json_ptr about(json_object_new_object());
-    if (described.name.empty())
-        return about;
-    json_set_text(about.get(), "name", described.name);
-    json_set_text(about.get(), "language", described.language);
+    if (!described.name.empty())
+        json_set_text(about.get(), "name", described.name);
+    if (!described.language.empty())
+        json_set_text(about.get(), "language", described.language);
     return about;
 }
 

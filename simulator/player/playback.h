@@ -10,8 +10,8 @@
 #include <string>
 
 struct prompt {
-    std::string name; // empty: no file of the sound folder has this content
-    std::string language;
+    std::string name;     // empty: no file of the sound folder has this content
+    std::string language; // empty: the sound folder itself
     int64_t length_ns = 0;
     std::string bytes; // kept for those who really play it; else empty
 };
@@ -41,5 +41,5 @@ void playback_ban(playback &self, bool banned, int64_t now_ns);
 // When the prompt that sounds ends; INT64_MAX: none does.
 int64_t playback_due_ns(const playback &self);
 
-// {"name":..,"language":..}, empty for a prompt that is not known.
+// {"name":..,"language":..}, without what it does not have.
 json_ptr playback_describe(const prompt &described);

@@ -39,8 +39,8 @@ for program in bash env dirname readlink grep sed mktemp mkdir cat rm; do
 done
 chmod +x bin/dpkg-query bin/id bin/apt-get
 env=(env "PATH=$home/bin")
-expect 2 "To run a camera, these packages are missing and will be installed: bubblewrap cmake g++" run
-expect 2 "Please run as root: apt-get install bubblewrap cmake g++" run
+expect 2 "To run a camera, these packages are missing and will be installed: bubblewrap cmake espeak-ng g++" run
+expect 2 "Please run as root: apt-get install bubblewrap cmake espeak-ng g++" run
 expect 2 "To run the tests, these packages are missing and will be installed: bubblewrap" test
 printf '#!/bin/sh\necho 0\n' >bin/id
 expect 2 "They could not be installed; apt-get install bubblewrap" run

@@ -144,7 +144,7 @@ static std::vector<std::string> as_ordinary_user(const std::string &folder)
         return { CAMERA_BUILD "/simulator/ctl" };
     const std::string build = folder + "/build/copy";
     fs::create_directories(build);
-    for (const char *part : { "kivo_camwarden", "lib", "factory", "simulator" })
+    for (const char *part : { "kivo_camwarden", "lib", "factory", "sound", "simulator" })
         fs::copy(fs::path(CAMERA_BUILD) / part, fs::path(build) / part, fs::copy_options::recursive);
     fs::permissions(folder, fs::perms::all);
     return { "setpriv", "--reuid",        "65534",

@@ -23,6 +23,7 @@
 // The player names a prompt that it knows with "name", and with "language" if it comes from a language's
 // folder. It tells of a ban and its end only when they change something. at_ms is when the sound began or
 // ended, which may be noticed a little later.
+//
 // A property is its number, "2.1"; what was answered other than by a value is told by "answered":false,
 // "code" or "json":false (the value is then the text as it came). Texts that crossed a link stand whole in
 // "text", as they were. A line that its writer's death or a full disk cut short has an end from the next

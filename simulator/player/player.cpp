@@ -102,14 +102,17 @@ static void on_time(player &self)
     playback_run(self.sound, clock_monotonic_ns());
 }
 
+// While something is due: the clock may stand at a tick of the daemon and goes on without a word.
 static int wait_ms(const player &self)
 {
+    constexpr int look_ms = 20;
     int64_t due_ns = playback_due_ns(self.sound);
     for (const player_link &link : self.links) {
         if (!self.hangs)
             due_ns = std::min(due_ns, patience_ends_ns(link));
     }
-    return clock_host_wait_ms(due_ns);
+    const int wait = clock_host_wait_ms(due_ns);
+    return due_ns == INT64_MAX ? wait : std::min(wait, look_ms);
 }
 
 static bool is_ready(const pollfd &entry)

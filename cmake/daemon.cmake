@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # The daemon: a static library, so that tests link what ships, and a main.
-set(rooms core handlers spec sound store modules util)
+set(rooms core handlers spec sound store motor modules util)
 foreach(room ${rooms})
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${room}/*.cpp)
   list(APPEND camwarden_sources ${sources})

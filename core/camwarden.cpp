@@ -117,6 +117,7 @@ static void close_if_open(int &fd)
 // What both ways of ending share. The feature modules' exit hooks belong to the orderly one only.
 static void release_links(bool store_open)
 {
+    shared(kit.exiting).store(1); // the rotation worker no longer waits for the head
     if (store_open) {
         selvar_unregister_keys();
         selvar_nvram_exit();
@@ -131,7 +132,6 @@ static void release_links(bool store_open)
 
 void kit_sigint_handler(int)
 {
-    kit.exiting = 1;
     release_links(true);
     log_info("kivo_camwarden says goodbye!\n");
     exit(-1);

@@ -24,9 +24,9 @@ struct kit_state {
     int32_t night = 0; // 0..2
     int32_t card_status = 0;
     int32_t max_client = 0;
-    int32_t motion_record = 0; // 0 off, 1 on, 2 stop
-    int32_t night_count = 0;   // day/night switches since the last report
-    uint8_t exiting = 0;
+    int32_t motion_record = 0;   // 0 off, 1 on, 2 stop
+    int32_t night_count = 0;     // day/night switches since the last report
+    uint8_t exiting = 0;         // shared
     uint8_t status_received = 0; // the cloud client has told its status
     uint8_t wdr = 0;
     uint8_t power = 1; // shared

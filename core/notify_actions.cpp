@@ -269,6 +269,8 @@ static constexpr notify_action notify_actions[] = {
     { .key = "max_client",              .run = on_max_client },
     { .key = "language",                .run = on_language },
     { .key = "bind_status",             .run = on_bind_status,             .accepts_null = true },
+    { .key = "track",                   .run = notify_track },
+    { .key = "track_switch",            .run = notify_track_switch },
     { .key = "detection_start",         .run = on_detection_start },
     { .key = "detection_end",           .run = on_detection_end },
     { .key = "time_night",              .run = nullptr,                    .run_number = on_time_night },

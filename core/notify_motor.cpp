@@ -2,8 +2,11 @@
 #include "core/notify_motor.h"
 
 #include "core/kit.h"
+#include "handlers/motor_commands.h"
 #include "libcam_warden.h"
 #include "libkivo_util.h"
+#include "motor/rotation.h"
+#include "motor/rotation_channel.h"
 #include "sound/sound.h"
 #include "store/selvar_nvram.h"
 #include "util/text.h"
@@ -11,12 +14,9 @@
 #include <cstdint>
 #include <cstdio>
 
-constexpr int operation_reset = 5;
 constexpr int operation_empty = 6;
 constexpr int operation_slide = 12;
 constexpr int by_hand_below = 6; // these operations are a movement by hand
-constexpr int centre = 50;
-constexpr int position_size = 16; // of a "[h,v]" text for the motor
 constexpr int slide_size = 128;
 
 struct motor_step {
@@ -39,32 +39,34 @@ static void note_movement(void)
 {
     sound_ban(); // nobody is to speak while the head turns
     shared(motor_time).store(static_cast<int64_t>(time_realtime_ms()));
-    if (shared(kit.track_time).load() != 0)
-        shared(kit.track_time).store(time_monotonic());
+    auto track_time = shared(kit.track_time);
+    uint32_t started = track_time.load();
+    if (started != 0) // unless the rotation ends at this moment
+        track_time.compare_exchange_strong(started, time_monotonic());
 }
 
 static void run_step(const motor_step &step, char *position)
 {
     int operation = shared(kit.flip).load() ? step.when_flipped : step.operation;
-    if (torvu_motor_control(operation, position, position_size) < 0)
+    if (torvu_motor_control(operation, position, motor_position_size) < 0)
         step.log("%s", step.failure);
 }
 
 static void run_operation(int operation)
 {
-    char position[position_size] = {};
+    char position[motor_position_size] = {};
     for (const motor_step &step : motor_steps) {
         if (step.operation == operation) {
             run_step(step, position);
             return;
         }
     }
-    if (operation == operation_reset) {
+    if (operation == motor_reset) {
         log_debug("motor reset!\n");
-        snprintf(position, sizeof position, "[%d,%d]", centre, centre);
-        torvu_motor_control(operation_reset, position, position_size);
+        snprintf(position, sizeof position, "[%d,%d]", motor_centre, motor_centre);
+        torvu_motor_control(motor_reset, position, motor_position_size);
     } else if (operation == operation_empty) {
-        torvu_motor_control(operation_empty, position, position_size);
+        torvu_motor_control(operation_empty, position, motor_position_size);
     } else {
         log_err("%s: set_motor unknown operation:%d\n", "selvar_notify_handler", operation);
     }
@@ -88,7 +90,7 @@ void notify_motor_cmd(const char *value)
 
 void notify_motor(const char *value)
 {
-    char position[position_size] = {};
+    char position[motor_position_size] = {};
     int h = shared(motor_position_h).load();
     int v = shared(motor_position_v).load();
     if (value) {
@@ -102,7 +104,7 @@ void notify_motor(const char *value)
     if (!motor_reset_flag)
         return;
     log_debug("motor reset : %s!", position);
-    torvu_motor_control(operation_reset, position, position_size);
+    torvu_motor_control(motor_reset, position, motor_position_size);
     motor_reset_flag = 0;
     selvar_mem_set_string("motor_reset", "1", 0);
 }
@@ -111,6 +113,27 @@ void notify_motor_reset(const char *value)
 {
     motor_reset_flag = text_equal(value, "1") ? 0 : 1;
     log_debug("motor_reset_flag: %d\n", motor_reset_flag);
+}
+
+void notify_track(const char *value)
+{
+    if (text_equal(value, "stop"))
+        rotation_stop();
+    else if (check_track_enable() == 1)
+        rotation_start(value, false);
+    else
+        log_debug("check_track_enable failed!\n");
+}
+
+void notify_track_switch(const char *value)
+{
+    uint8_t on = text_equal(value, "on") ? 1 : 0;
+    shared(kit.track_switch).store(on);
+    if (on)
+        motor_rotate_init();
+    else
+        motor_rotate_finish();
+    log_debug("kit.track_switch: %d\n", on);
 }
 
 void notify_motor_slide_screen(const char *value)

@@ -13,5 +13,12 @@ void notify_motor(const char *value);
 // "1": the stored position has been taken up.
 void notify_motor_reset(const char *value);
 
+// "stop", or "[h,v,x]" degrees: a tracking move, which the rotation channel's rules guard. Does not wait for
+// the head.
+void notify_track(const char *value);
+
+// "on": tracking is allowed, and the rotation channel runs.
+void notify_track_switch(const char *value);
+
 // "[av_index,12,x,y]": follows a finger on the screen.
 void notify_motor_slide_screen(const char *value);

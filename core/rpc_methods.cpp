@@ -4,6 +4,7 @@
 #include "core/dispatcher.h"
 #include "core/kit.h"
 #include "handlers/maintenance.h"
+#include "handlers/motor_commands.h"
 #include "handlers/properties.h"
 #include "handlers/status.h"
 #include "libkivo_util.h"
@@ -88,6 +89,7 @@ using enum rpc_reply;
 
 // clang-format off
 static constexpr rpc_method rpc_methods[] = {
+    { "set_motor",                   { log_debug, "Got set_motor..\n" },           yes,      fills<otd_set_motor_process>,       { log_err, "set_motor fail\n" } },
     { "local.time",                  { log_debug, "Got local.time...\n" },         no,       text_only<local_handler_time>,      { log_err, "local.time fail\n" } },
     { "local.status",                { log_debug, "Got local.status...\n" },       no,       text_only<local_handler_status>,    { log_err, "local.status fail\n" } },
     { "local.bind",                  { log_debug, "Got local.bind...\n" },         no,       text_only<local_handler_bind>,      { log_err, "local.bind fail\n" } },

@@ -15,6 +15,11 @@ void reply_refusal(char *out, size_t size, int32_t id, const char *message)
     snprintf(out, size, "{\"id\":%d,\"error\":{\"code\":-33020,\"message\":\"%s\"}}", id, message);
 }
 
+void reply_motor_failure(char *out, size_t size, int32_t id, const char *message)
+{
+    snprintf(out, size, "{\"id\":%d,\"error\":{\"code\":-4000,\"message\":\"%s\"}}", id, message);
+}
+
 int reply_no_memory(const char *function)
 {
     log_err("%s: out of memory\n", function);

@@ -9,7 +9,8 @@
 #include <cstdint>
 
 void reply_ok(char *out, size_t size, int32_t id);
-void reply_refusal(char *out, size_t size, int32_t id, const char *message); // code -33020
+void reply_refusal(char *out, size_t size, int32_t id, const char *message);       // code -33020
+void reply_motor_failure(char *out, size_t size, int32_t id, const char *message); // code -4000
 
 // flags as json-c takes them. False, with a log line and out as it was, when memory ran out.
 bool reply_render(char *out, size_t size, json_object *reply, int flags);

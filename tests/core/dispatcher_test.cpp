@@ -38,6 +38,11 @@ struct method_row {
 };
 
 static const method_row rows[] = {
+    { "set_motor",
+      "debug: Got set_motor..\n",
+      R"(,"params":{"operation":5})",
+      "torvu_motor_control(5, \"[50,50]\", 16)",
+      { R"({"id":7,"result":["OK"],"params":{"angle":50,"elevation":50}})" } },
     { "local.time",
       "debug: Got local.time...\n",
       R"(,"params":1700000000)",
@@ -209,6 +214,10 @@ TEST_P(failing_method, logs_its_failure_and_sends_what_the_table_says)
 
 // A reply that is sent although no handler wrote one is a send of length 0.
 static const failing_row failures[] = {
+    { "set_motor",
+      R"(,"params":{"operation":7})",
+      "err: set_motor fail\n",
+      { R"({"id":7,"error":{"code":-33020,"message":"unknown operation"}})" } },
     { "local.time", R"(,"params":"x")", "err: local.time fail\n", {} },
     { "local.status", R"(,"params":1)", "err: local.status fail\n", {} },
     { "local.bind", "", "err: local.bind fail\n", {} },

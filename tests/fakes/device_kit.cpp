@@ -3,6 +3,7 @@
 #include "fakes/platform.h"
 #include "fakes/record.h"
 
+#include <atomic>
 #include <cstring>
 
 int torvu_camwarden_init(torvu_event_callback callback)
@@ -53,5 +54,7 @@ int torvu_motor_control(int operation, void *param, int length)
 int motor_running_dectect(void)
 {
     record_call("motor_running_dectect()");
-    return platform.motor_running;
+    if (platform.motor_moves_for > 0)
+        return platform.motor_moves_for--;
+    return std::atomic_ref<int>(platform.motor_running).load();
 }

@@ -10,9 +10,11 @@
 #include "fakes/message_bus.h"
 #include "fakes/platform.h"
 #include "fakes/record.h"
+#include "fakes/shared_memory.h"
 #include "fakes/sockets.h"
 #include "fakes/store_library.h"
 #include "fakes/system_calls.h"
+#include "fakes/threads.h"
 
 #include <cstring>
 
@@ -95,6 +97,8 @@ inline void fakes_reset()
     platform_reset();
     store_reset();
     system_reset();
+    shared_memory_reset();
+    threads_reset();
     sends_reset();
     record_clear();
 }

@@ -8,15 +8,16 @@
 #include <string>
 
 struct platform_fakes {
-    uint32_t monotonic_s = 1000;          // the clock stands until a test moves it
-    uint64_t realtime_ms = 1700000000000; //
-    int next_random_id = 501;             // counts up with each id
+    uint32_t monotonic_s = 1000;                     // the clock stands until a test moves it
+    alignas(8) uint64_t realtime_ms = 1700000000000; //
+    int next_random_id = 501;                        // counts up with each id
     int rand_range_result = 5000;
     int timer_start_result = 0;
     int camwarden_init_result = 0;
     int motor_result = 0;
     std::string motor_text; // written into the buffer of a step, when not empty
     int motor_running = 0;
+    int motor_moves_for = 0; // this many questions are answered with movement, then motor_running counts
     int report_stat_result = 0;
 
     torvu_event_callback device_event = nullptr; // as given to torvu_camwarden_init

@@ -2,6 +2,8 @@
 #include "fakes/record.h"
 
 #include <algorithm>
+#include <chrono>
+#include <condition_variable>
 #include <cstdio>
 #include <mutex>
 
@@ -11,6 +13,7 @@ struct entry {
 };
 
 static std::mutex mutex;
+static std::condition_variable added;
 static std::vector<entry> entries;
 
 static std::string formatted(const char *format, va_list arguments) __attribute__((format(printf, 1, 0)));
@@ -32,6 +35,7 @@ static void add(bool is_call, std::string text)
 {
     std::lock_guard<std::mutex> lock(mutex);
     entries.push_back({ is_call, std::move(text) });
+    added.notify_all();
 }
 
 void record_clear()
@@ -120,6 +124,18 @@ testing::AssertionResult log_mentions(std::string_view part)
 testing::AssertionResult called(std::string_view call)
 {
     return contains(calls(), call) ? testing::AssertionSuccess() : failure("not called:", call);
+}
+
+testing::AssertionResult soon(std::string_view line)
+{
+    std::unique_lock<std::mutex> lock(mutex);
+    auto has_come = [&] {
+        return std::any_of(entries.begin(), entries.end(),
+                           [&](const entry &each) { return each.text == line; });
+    };
+    bool came = added.wait_for(lock, std::chrono::seconds(10), has_come);
+    lock.unlock();
+    return came ? testing::AssertionSuccess() : failure("still missing:", line);
 }
 
 testing::AssertionResult in_order(const texts &expected)

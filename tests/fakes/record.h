@@ -33,4 +33,5 @@ std::string quoted(const char *text);
 testing::AssertionResult logged(std::string_view line);       // "err: Unknown method\n", the whole line
 testing::AssertionResult log_mentions(std::string_view part); // some line contains part
 testing::AssertionResult called(std::string_view call);
+testing::AssertionResult soon(std::string_view line);     // called or logged by now, or within ten seconds
 testing::AssertionResult in_order(const texts &expected); // all in story(), each after the one before it

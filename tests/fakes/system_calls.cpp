@@ -130,7 +130,10 @@ int system(const char *command)
 
 int usleep(useconds_t microseconds)
 {
-    record_call("usleep(%u)", microseconds);
+    if (libc.on_usleep)
+        libc.on_usleep(microseconds);
+    else
+        record_call("usleep(%u)", microseconds);
     return 0;
 }
 

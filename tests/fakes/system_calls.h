@@ -18,6 +18,7 @@ struct system_fakes {
     int settimeofday_result = 0; // -1 comes with settimeofday_errno
     int settimeofday_errno = 0;
     int system_result = 0;
+    std::function<void(unsigned)> on_usleep; // stands in for a usleep, which is then not recorded
 
     bool popen_is_real = false;
     bool popen_fails = false;

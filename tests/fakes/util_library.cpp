@@ -3,6 +3,7 @@
 #include "fakes/platform.h"
 #include "fakes/record.h"
 
+#include <atomic>
 #include <json-c/json.h>
 #include <libkivo_statistics.h>
 #include <libkivo_util.h>
@@ -35,12 +36,12 @@ void log_set_syslog_level(int priority)
 
 uint32_t time_monotonic(void)
 {
-    return platform.monotonic_s;
+    return std::atomic_ref<uint32_t>(platform.monotonic_s).load();
 }
 
 uint64_t time_realtime_ms(void)
 {
-    return platform.realtime_ms;
+    return std::atomic_ref<uint64_t>(platform.realtime_ms).load();
 }
 
 int timer_start(int fd, int first_ms, int interval_ms)

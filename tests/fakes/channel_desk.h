@@ -44,10 +44,11 @@ struct channel_desk : kit_desk {
         return true;
     }
 
-    // Until the worker has looked at the block that there is now.
+    // Until the worker has looked at the block as it is now, and found nothing. The first pause may end a
+    // look that began before.
     bool worker_looks()
     {
-        return ends([this, before = polls.load()] { return polls > before; });
+        return ends([this, before = polls.load()] { return polls > before + 1; });
     }
 
     void worker_runs()

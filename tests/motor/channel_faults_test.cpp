@@ -79,6 +79,7 @@ TEST_F(channel_faults, a_robust_lock_of_a_dead_writer_is_taken_over)
 {
     worker_runs();
     in_another_process(writer_dies_with_a_robust_lock);
+    EXPECT_TRUE(worker_looks());
     posts("[30,0,0]");
     EXPECT_TRUE(soon("torvu_motor_control(7, 30, -1)"));
 }

@@ -126,7 +126,6 @@ TEST_F(channel, takes_only_1_for_a_command)
     std::atomic_ref<int32_t>(block()->pending).store(2);
     pthread_mutex_unlock(&block()->mutex);
     EXPECT_TRUE(worker_looks());
-    EXPECT_TRUE(worker_looks());
     EXPECT_EQ(pending(), 2);
     EXPECT_FALSE(log_mentions("rotate = "));
 }

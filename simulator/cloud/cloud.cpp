@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "cloud/cloud.h"
 
+#include "cloud/property_memory.h"
 #include "common/clock.h"
 
 #include <poll.h>
@@ -186,8 +187,16 @@ static int wait_ms(const cloud &self)
     return clock_host_wait_ms(due);
 }
 
+static void save(cloud &self)
+{
+    if (self.properties.changed && self.settings.save != nullptr)
+        self.settings.save(property_memory(self));
+    self.properties.changed = false;
+}
+
 void cloud_wait(cloud &self, int other_fd)
 {
+    save(self);
     const short wanted = self.daemon.out.empty() ? POLLIN : POLLIN | POLLOUT;
     pollfd entries[] = {
         { self.listener, POLLIN, 0 },

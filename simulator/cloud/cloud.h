@@ -22,6 +22,8 @@ struct cloud_settings {
     std::optional<std::string> (*read_store)(const char *space, const char *key) = nullptr;
     // Writes a journal line; takes fields, which may be NULL.
     void (*note)(const char *what, json_object *fields) = nullptr;
+    // Keeps what the cloud believes of the camera for its next life; NULL: it is forgotten.
+    void (*save)(const std::string &memory) = nullptr;
 };
 
 struct cloud {

@@ -160,7 +160,7 @@ json_object *property_keep(cloud &self, json_object *arguments)
     json_object *kept = json_object_new_array();
     for (size_t i = 0; i < all.request.numbers.size(); i++) {
         const property_number number = all.request.numbers[i];
-        property_take(*property_copy_of(self, number), all.request.values[i].get(), "kept");
+        property_take(self, number, all.request.values[i].get(), "kept");
         json_ptr named = property_named(number, all.request.values[i].get());
         json_object_object_add(named.get(), "pulled",
                                json_object_new_boolean(properties_find(number)->pulled));

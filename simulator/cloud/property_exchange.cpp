@@ -17,10 +17,14 @@ property_copy *property_copy_of(cloud &self, property_number number)
     return &self.properties.copies[static_cast<size_t>(row - properties_table().data())];
 }
 
-void property_take(property_copy &copy, json_object *value, const char *from)
+void property_take(cloud &self, property_number number, json_object *value, const char *from)
 {
-    copy.value.reset(json_object_get(value));
-    copy.from = from;
+    property_copy *copy = property_copy_of(self, number);
+    if (copy == nullptr || value == nullptr)
+        return;
+    copy->value.reset(json_object_get(value));
+    copy->from = from;
+    self.properties.changed = true;
 }
 
 void property_expect(cloud &self, property_request request)
@@ -71,12 +75,13 @@ static const property_entry *entry_for(const property_request &request, size_t i
 
 static void take_answer(cloud &self, const property_request &request, size_t i, const property_entry &entry)
 {
-    property_copy *copy = property_copy_of(self, request.numbers[i]);
+    const property_number number = request.numbers[i];
+    property_copy *copy = property_copy_of(self, number);
     if (copy == nullptr)
         return;
     if (request.writes) {
         if (!entry.empty && entry.code == 0)
-            property_take(*copy, request.values[i].get(), "written");
+            property_take(self, number, request.values[i].get(), "written");
         return;
     }
     copy->was_read = true;
@@ -84,8 +89,8 @@ static void take_answer(cloud &self, const property_request &request, size_t i, 
     copy->read.code = entry.code;
     copy->read.tidy = entry.tidy;
     copy->read.value.reset(json_object_get(entry.value.get()));
-    if (entry.value && strcmp(copy->from, "kept") != 0)
-        property_take(*copy, entry.value.get(), "read");
+    if (strcmp(copy->from, "kept") != 0)
+        property_take(self, number, entry.value.get(), "read");
 }
 
 static void hear_answer(cloud &self, const property_message &message)
@@ -115,10 +120,9 @@ static void hear_answer(cloud &self, const property_message &message)
 static void hear_report(cloud &self, const property_entry &entry)
 {
     property_copy *copy = property_copy_of(self, entry.number);
-    if (copy != nullptr && entry.value) {
+    if (copy != nullptr)
         copy->reported.reset(json_object_get(entry.value.get()));
-        property_take(*copy, entry.value.get(), "reported");
-    }
+    property_take(self, entry.number, entry.value.get(), "reported");
     self.settings.note("reported", told(entry.number, entry).release());
 }
 

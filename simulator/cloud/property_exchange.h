@@ -29,12 +29,14 @@ struct property_request {
 struct property_exchange {
     std::vector<property_copy> copies = std::vector<property_copy>(properties_table().size());
     std::deque<property_request> open; // oldest first
+    bool changed = false;              // since the copies were saved
 };
 
 // NULL: not a property of the table.
 property_copy *property_copy_of(cloud &self, property_number number);
 
-void property_take(property_copy &copy, json_object *value, const char *from);
+// Believes it from now on. A property that is not in the table is passed over.
+void property_take(cloud &self, property_number number, json_object *value, const char *from);
 
 // Remembers a request that has been sent.
 void property_expect(cloud &self, property_request request);

@@ -2,7 +2,7 @@
 // Properties between cloud and daemon: read, set, reported, pulled, and what the cloud believes of them.
 #include "cloud_desk.h"
 
-#include "cloud/property_check.h"
+#include "cloud/property_memory.h"
 
 using texts = std::vector<std::string>;
 
@@ -346,5 +346,54 @@ STORY(cloud_property, list_has_a_row_for_each)
               R"({"property":"2.1","name":"power","value":false,"type":"bool","lives":"nvram power",)"
               R"("space":"nvram","key":"power","watched":"if bound","settable":true,"pulled":false,)"
               R"("from":"reported"})");
+    cloud_desk_close(desk);
+}
+
+STORY(cloud_property, what_is_believed_is_believed_in_the_next_life)
+{
+    cloud_desk desk;
+    property_desk_open(desk);
+    command(desk, "prop_keep", R"({"values":[["5.2","30"],["10.1","the \"blue\" door"]]})");
+    daemon_answers(desk, report("2.1", "false"));
+    const texts before = believed(desk);
+    ASSERT_EQ(before.size(), 3U);
+    cloud_desk next;
+    cloud_desk_open(next);
+
+    property_recall(next.self, property_memory(desk.self));
+
+    EXPECT_EQ(believed(next), before);
+    cloud_desk_close(desk);
+    cloud_desk_close(next);
+}
+
+STORY(cloud_property, a_memory_that_is_damaged_is_no_trouble)
+{
+    cloud_desk desk;
+    cloud_desk_open(desk);
+    for (const char *memory :
+         { "", "{", "[]", "7", R"({"power":7})", R"({"power":{"from":"heaven","value":true}})",
+           R"({"power":{"from":"read"}})", R"({"power":{"from":"read","value":null}})" })
+        property_recall(desk.self, memory);
+    EXPECT_EQ(believed(desk), texts{});
+
+    property_recall(desk.self, R"({"gone":{"from":"read","value":1},"power":{"from":"read","value":true}})");
+
+    EXPECT_EQ(believed(desk), texts{ "power=true read" });
+    cloud_desk_close(desk);
+}
+
+static std::string last_saved;
+
+STORY(cloud_property, what_is_believed_is_saved_when_it_changes)
+{
+    cloud_desk desk;
+    property_desk_open(desk);
+    desk.self.settings.save = [](const std::string &memory) { last_saved = memory; };
+
+    daemon_answers(desk, report("2.1", "false"));
+    cloud_works_until(desk, [] { return !last_saved.empty(); });
+
+    EXPECT_EQ(last_saved, R"({"power":{"from":"reported","value":false}})");
     cloud_desk_close(desk);
 }

@@ -231,7 +231,8 @@ STORY(ctl_place, is_cleaned_of_our_own_files_only)
     std::string reason;
     ASSERT_TRUE(place_find("porch", desk_path("mine"), where, reason) && place_make_state(where, reason))
         << reason;
-    for (const char *name : { "nvram.db", "nvram.db-wal", "nvram.db.damaged-1", "thesis.txt", "my_nvram" })
+    for (const char *name :
+         { "nvram.db", "nvram.db-wal", "nvram.db.damaged-1", "cloud.json", "thesis.txt", "my_nvram" })
         std::ofstream(where.state + "/" + name) << "x";
 
     place_clean_state(where);
@@ -239,6 +240,7 @@ STORY(ctl_place, is_cleaned_of_our_own_files_only)
     EXPECT_FALSE(fs::exists(where.state + "/nvram.db"));
     EXPECT_FALSE(fs::exists(where.state + "/nvram.db-wal"));
     EXPECT_FALSE(fs::exists(where.state + "/nvram.db.damaged-1"));
+    EXPECT_FALSE(fs::exists(where.state + "/cloud.json"));
     EXPECT_TRUE(fs::exists(where.state + "/thesis.txt"));
     EXPECT_TRUE(fs::exists(where.state + "/my_nvram"));
 }

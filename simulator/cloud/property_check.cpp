@@ -4,61 +4,74 @@
 #include <algorithm>
 #include <initializer_list>
 
-using stored_value = std::optional<std::string>;
-
-static bool is_none_of(const stored_value &stored, std::initializer_list<const char *> usual)
+static bool holds_none_of(const property_facts &facts, std::initializer_list<const char *> usual)
 {
-    return stored &&
-           std::none_of(usual.begin(), usual.end(), [&](const char *text) { return *stored == text; });
+    return facts.stored &&
+           std::none_of(usual.begin(), usual.end(), [&](const char *text) { return *facts.stored == text; });
 }
 
-static bool always(const stored_value &)
+static bool always(const property_facts &)
 {
     return true;
 }
 
-static bool neither_on_nor_off(const stored_value &stored)
+static bool neither_on_nor_off(const property_facts &facts)
 {
-    return is_none_of(stored, { "on", "off" });
+    return holds_none_of(facts, { "on", "off" });
 }
 
-static bool no_night_mode(const stored_value &stored)
+static bool no_night_mode(const property_facts &facts)
 {
-    return is_none_of(stored, { "0", "1", "2" });
+    return holds_none_of(facts, { "0", "1", "2" });
 }
 
-static bool no_record_mode(const stored_value &stored)
+static bool no_record_mode(const property_facts &facts)
 {
-    return is_none_of(stored, { "off", "on", "stop" });
+    return holds_none_of(facts, { "off", "on", "stop" });
 }
+
+static bool braces_for_nothing(const property_facts &facts)
+{
+    return !facts.stored && json_text(facts.copy->read.value.get()) == "{}";
+}
+
+enum class odd { report, answer };
 
 struct known_difference {
     property_number number;
-    bool (*holds)(const stored_value &stored); // with this value
+    odd what;                                      // the report, or already the answer to a read
+    bool (*explains)(const property_facts &facts); // these
     const char *reason;
 };
 
+static constexpr char title[] = "the report counts the title of a df column, a read asks the file system";
+static constexpr char half_on[] = "a text that is neither on nor off is reported as false and read as true";
+static constexpr char reports_only[] =
+    "it is for reports only, and its key is not watched; a read answers -4003";
+
 // clang-format off
 static constexpr known_difference known[] = {
-    { {  2,  1 }, neither_on_nor_off, "a text that is neither on nor off is reported as false and read as true" },
-    { {  2,  3 }, no_night_mode,      "a number other than 0, 1 and 2 is reported as 0 and read as it stands" },
-    { {  2,  7 }, no_record_mode,     "a text other than off, on and stop is not reported" },
-    { {  3,  1 }, neither_on_nor_off, "a text that is neither on nor off is reported as false and read as true" },
-    { {  4,  2 }, always,             "the report is the number before the title of a df column, a read asks the file system" },
-    { {  4,  3 }, always,             "the report is the number before the title of a df column, a read asks the file system" },
-    { {  4,  4 }, always,             "the report is the number before the title of a df column, a read asks the file system" },
-    { {  7, 12 }, always,             "it is known to reports only, and its key is not watched; a read answers -4003" },
-    { { 10,  4 }, always,             "it is known to reports only, and its key is not watched; a read answers -4003" },
-    { { 10, 10 }, always,             "it can be written only; a read answers -4003" },
-    { { 10, 11 }, always,             "its key is not watched; a report of it would carry the number 0.0" },
+    { {  2,  1 }, odd::report, neither_on_nor_off, half_on },
+    { {  2,  3 }, odd::report, no_night_mode,      "a number other than 0, 1 and 2 is reported as 0 and read as it stands" },
+    { {  2,  7 }, odd::report, no_record_mode,     "a text other than off, on and stop is not reported" },
+    { {  3,  1 }, odd::report, neither_on_nor_off, half_on },
+    { {  4,  2 }, odd::report, always,             title },
+    { {  4,  3 }, odd::report, always,             title },
+    { {  4,  4 }, odd::report, always,             title },
+    { {  7, 12 }, odd::report, always,             reports_only },
+    { { 10,  2 }, odd::answer, braces_for_nothing, "not reported: its key is not watched; without a value a read answers {}" },
+    { { 10,  4 }, odd::report, always,             reports_only },
+    { { 10, 10 }, odd::report, always,             "it can be written only; a read answers -4003" },
+    { { 10, 11 }, odd::report, always,             "its key is not watched; a report of it would carry the number 0.0" },
 };
 // clang-format on
 
 // The reason of a difference that is by design; NULL: there is none.
-static const char *reason_for(const property &row, const stored_value &stored)
+static const char *reason_for(const property &row, odd what, const property_facts &facts)
 {
     for (const known_difference &difference : known) {
-        if (difference.number == property_number{ row.siid, row.piid } && difference.holds(stored))
+        if (difference.number == property_number{ row.siid, row.piid } && difference.what == what &&
+            difference.explains(facts))
             return difference.reason;
     }
     return nullptr;
@@ -95,7 +108,7 @@ static property_finding unwatched(const property &row, const property_facts &fac
     if (facts.copy->reported)
         return { property_verdict::differs,
                  "reported " + shown(facts.copy->reported) + " although its key is not watched" };
-    const char *reason = reason_for(row, facts.stored);
+    const char *reason = reason_for(row, odd::report, facts);
     if (reason != nullptr)
         return { property_verdict::by_design, reason };
     return { property_verdict::by_design, row.watched == property_watch::if_bound
@@ -107,7 +120,9 @@ property_finding property_compare(const property &row, const property_facts &fac
 {
     const property_copy &copy = *facts.copy;
     const std::string trouble = read_trouble(row, facts);
-    const char *reason = reason_for(row, facts.stored);
+    const char *reason = reason_for(row, trouble.empty() ? odd::report : odd::answer, facts);
+    if (!trouble.empty() && reason != nullptr)
+        return { property_verdict::by_design, reason };
     if (!trouble.empty())
         return { property_verdict::differs, trouble };
     if (!facts.watched)
@@ -123,6 +138,17 @@ property_finding property_compare(const property &row, const property_facts &fac
         return { property_verdict::differs, "its value was written again, and no report came" };
     return { property_verdict::differs,
              "reported " + shown(copy.reported) + ", read " + shown(copy.read.value) };
+}
+
+json_ptr property_differences(void)
+{
+    json_ptr list(json_object_new_array());
+    for (const known_difference &difference : known) {
+        json_ptr named = property_named(difference.number, nullptr);
+        json_set_text(named.get(), "reason", difference.reason);
+        json_object_array_add(list.get(), named.release());
+    }
+    return list;
 }
 
 const char *property_verdict_text(property_verdict verdict)

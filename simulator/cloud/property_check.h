@@ -28,4 +28,8 @@ struct property_facts {
 
 property_finding property_compare(const property &row, const property_facts &facts);
 
+// All differences that are by design, whether they show now or not:
+// [{"property":"2.3","name":..,"reason":..}]
+json_ptr property_differences(void);
+
 const char *property_verdict_text(property_verdict verdict);

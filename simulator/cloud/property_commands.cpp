@@ -229,5 +229,6 @@ json_object *property_check(cloud &self, json_object *)
     json_object *done = json_object_new_object();
     json_set_number(done, "differing", differing);
     json_object_object_add(done, "properties", list);
+    json_object_object_add(done, "by_design", property_differences().release());
     return control_done(done);
 }

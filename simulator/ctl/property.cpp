@@ -22,6 +22,12 @@ static std::string column(std::string text, size_t width)
     return text + ' ';
 }
 
+std::string property_line_start(json_object *row)
+{
+    return column(json_get_text(row, "property"), number_width) +
+           column(json_get_text(row, "name"), name_width);
+}
+
 static bool has_value(json_object *answer)
 {
     return json_object_object_get_ex(answer, "value", nullptr) != 0;
@@ -104,8 +110,7 @@ int prop_get(const ctl_request &request)
         json_object *answer = json_object_array_get_idx(answers.get(), i);
         if (!has_value(answer))
             status = ctl_refused;
-        text += column(json_get_text(answer, "property"), number_width) +
-                column(json_get_text(answer, "name"), name_width) + shown(answer) + "\n";
+        text += property_line_start(answer) + shown(answer) + "\n";
     }
     json_object *first = json_object_array_get_idx(answers.get(), 0);
     // One value alone is for a script.
@@ -140,9 +145,8 @@ int prop_list(const ctl_request &request)
     for (size_t i = 0; i < json_object_array_length(rows.get()); i++) {
         json_object *row = json_object_array_get_idx(rows.get(), i);
         take_answer(row, json_object_array_get_idx(answers.get(), i));
-        text += column(json_get_text(row, "property"), number_width) +
-                column(json_get_text(row, "name"), name_width) +
-                column(json_get_text(row, "type"), type_width) + column(shortened(shown(row)), value_width) +
+        text += property_line_start(row) + column(json_get_text(row, "type"), type_width) +
+                column(shortened(shown(row)), value_width) +
                 column(json_get_text(row, "lives"), lives_width) + json_get_text(row, "watched") + "\n";
     }
     return say_done(request, listed(rows).get(), text);
@@ -159,8 +163,7 @@ int prop_copy(const ctl_request &request)
         json_object *row = json_object_array_get_idx(rows.get(), i);
         if (!has_value(row))
             continue;
-        text += column(json_get_text(row, "property"), number_width) +
-                column(json_get_text(row, "name"), name_width) + column(shortened(shown(row)), value_width) +
+        text += property_line_start(row) + column(shortened(shown(row)), value_width) +
                 json_get_text(row, "from") + "\n";
     }
     if (text.empty())

@@ -19,3 +19,6 @@ json_ptr property_read_now(const ctl_request &request, const std::vector<std::st
 
 // The cloud's table of properties, with what it believes of each. NULL as above.
 json_ptr property_rows(const ctl_request &request, int &status);
+
+// "2.1     power                    ": number and name, where each line about a property begins.
+std::string property_line_start(json_object *row);

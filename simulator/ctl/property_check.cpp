@@ -4,7 +4,6 @@
 #include "ctl/property.h"
 #include "ctl/say.h"
 
-#include <cstdio>
 #include <set>
 
 // Something that the camera does on somebody's account, not on its own.
@@ -91,10 +90,12 @@ static bool collect(const ctl_request &request, journal_reader &journal, int &st
 
 static std::string finding_line(json_object *row)
 {
-    char line[128];
-    snprintf(line, sizeof(line), "%-7s %-24s %-11s", json_get_text(row, "property").c_str(),
-             json_get_text(row, "name").c_str(), json_get_text(row, "verdict").c_str());
-    return line + json_get_text(row, "reason") + "\n";
+    constexpr size_t verdict_width = 10;
+    std::string verdict = json_get_text(row, "verdict");
+    const std::string reason = json_get_text(row, "reason");
+    if (!reason.empty())
+        verdict.resize(verdict_width, ' ');
+    return property_line_start(row) + verdict + (reason.empty() ? "" : "  ") + reason + "\n";
 }
 
 int prop_check(const ctl_request &request)

@@ -108,6 +108,14 @@ TEST(cloud_property_check, differences_by_design_are_told_with_their_reason)
               "by design: a text other than off, on and stop is not reported");
 }
 
+TEST(cloud_property_check, braces_for_an_area_that_is_not_stored_are_by_design)
+{
+    EXPECT_EQ(verdict({ 10, 2 }, { .read = "{}", .watched = false }).substr(0, 10), "by design:");
+    EXPECT_EQ(verdict({ 10, 2 }, { .read = "{}", .stored = "[1]", .watched = false }),
+              "differs: a read answers {}, which is no string");
+    EXPECT_EQ(verdict({ 10, 2 }, { .code = -4003, .watched = false }), "differs: a read answers code -4003");
+}
+
 TEST(cloud_property_check, a_design_excuses_only_what_it_explains)
 {
     EXPECT_EQ(verdict(power, { .reported = "false", .read = "true", .stored = "on" }),

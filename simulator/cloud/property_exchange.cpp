@@ -156,7 +156,14 @@ static json_ptr pull_answer(json_object *message, json_object *elements)
     return answer;
 }
 
-// One element of the answer. false: the cloud has no value.
+// The daemon loses an answer that it cannot take at once.
+static bool fits(json_object *elements, json_object *element)
+{
+    constexpr size_t room_for_head = 64;
+    return json_text(elements).size() + json_text(element).size() + room_for_head <= daemon_window;
+}
+
+// One element of the answer. false: the cloud has no value, or none that fits.
 static bool answer_element(cloud &self, json_object *asked, json_object *elements, json_object *answered)
 {
     const property_number number = { static_cast<int>(json_get_number(asked, "siid")),
@@ -168,6 +175,8 @@ static bool answer_element(cloud &self, json_object *asked, json_object *element
     json_set_number(element.get(), "siid", number.siid);
     json_set_number(element.get(), "piid", number.piid);
     json_object_object_add(element.get(), "value", pulled_value(*copy));
+    if (!fits(elements, element.get()))
+        return false;
     json_object_array_add(elements, element.release());
     json_object_array_add(answered, property_named(number, copy->value.get()).release());
     return true;

@@ -76,7 +76,8 @@ static std::set<std::string> write_all_again(const json_ptr &rows)
 static bool collect(const ctl_request &request, journal_reader &journal, int &status)
 {
     const json_ptr rows = property_rows(request, status);
-    if (!rows)
+    // A daemon that does not answer is told before anything is written.
+    if (!rows || !property_read_now(request, { "device_id" }, status))
         return false;
     if (!wait_for_rest(journal, {})) {
         status = say_refused(request, "the camera does not come to rest: its settings change all the time");

@@ -309,6 +309,20 @@ STORY(cloud_property, what_the_cloud_does_not_know_is_left_out_of_the_answer_to_
     cloud_desk_close(desk);
 }
 
+STORY(cloud_property, a_value_that_the_daemon_could_not_take_is_left_out_of_the_answer_to_a_pull)
+{
+    cloud_desk desk;
+    property_desk_open(desk);
+    daemon_answers(desk, report("5.4", '"' + std::string(5000, 'x') + '"'));
+    daemon_answers(desk, report("5.2", "30"));
+
+    daemon_says(desk, pull("9", { "5.4", "5.2" }));
+
+    EXPECT_EQ(daemon_hears_up_to(desk, "]}}"),
+              R"({"id":9,"result":{"properties":[{"did":"123","siid":5,"piid":2,"value":"30"}]}})");
+    cloud_desk_close(desk);
+}
+
 STORY(cloud_property, what_was_kept_stays_until_the_camera_reports_another_value)
 {
     cloud_desk desk;

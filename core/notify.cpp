@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "core/notify.h"
 
+#include "core/kit.h"
 #include "core/notify_actions.h"
 #include "core/watched_keys.h"
 #include "libkivo_util.h"
 #include "modules/module.h"
 #include "sound/sound.h"
+#include "spec/changes.h"
 #include "store/selvar_nvram.h"
 #include "util/text.h"
 
@@ -96,6 +98,9 @@ void selvar_notify_handler(const char *key, const void *value)
         if (!action || !action->accepts_null)
             return;
         log_info("%s default process\n", key);
+    } else {
+        // No property has the one key that comes with a number.
+        nubo_spec_handle_properties_changed(last_rpc_id, key, static_cast<const char *>(value));
     }
     offer_to_modules(key, value);
     run_action(action, key, value);

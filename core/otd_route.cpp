@@ -5,19 +5,43 @@
 #include "core/kit.h"
 #include "core/otd_link.h"
 #include "libkivo_util.h"
+#include "spec/get_properties.h"
+#include "spec/pull.h"
+#include "spec/set_properties.h"
 #include "util/json_verify.h"
 #include "util/text.h"
 
-#include <algorithm>
 #include <cstring>
 
 constexpr size_t params_size = 1024;
 constexpr size_t did_size = 20;
 
-// Served to whoever names this device in its parameters.
-static constexpr std::array spec_methods = {
-    "get_properties",
-    "set_properties",
+static void get_properties(int32_t id, const json_text &msg, int)
+{
+    const spec_snapshot snapshot = {
+        .power = shared(kit.power).load(),
+        .flip = shared(kit.flip).load(),
+        .wdr = kit.wdr,
+        .color = kit.color,
+        .watermark = kit.watermark,
+        .track_switch = shared(kit.track_switch).load(),
+        .light = kit.light,
+        .night = kit.night,
+        .motion_record = kit.motion_record,
+        .card_status = kit.card_status,
+    };
+    nubo_spec_handle_get_properties(snapshot, id, msg);
+}
+
+// Served to whoever names this device in its parameters, and never seen by the dispatcher.
+struct spec_method {
+    const char *name;
+    void (*run)(int32_t id, const json_text &msg, int length);
+};
+
+static constexpr spec_method spec_methods[] = {
+    { "get_properties", get_properties },
+    { "set_properties", nubo_spec_handle_set_properties },
 };
 
 int spec_did_match(const char *text, int)
@@ -35,11 +59,25 @@ int spec_did_match(const char *text, int)
     return text_equal(did, g_did) ? 1 : 0;
 }
 
-static bool is_spec_method(const json_text &msg)
+static const spec_method *find_spec_method(const json_text &msg)
 {
-    return std::any_of(spec_methods.begin(), spec_methods.end(), [&](const char *method) {
-        return json_verify_method_value(msg, "method", method, json_type_string) == 0;
-    });
+    for (const spec_method &method : spec_methods)
+        if (json_verify_method_value(msg, "method", method.name, json_type_string) == 0)
+            return &method;
+    return nullptr;
+}
+
+// Also with id -1 while nothing was pulled, and with the 0 of a message that has no id: the number decides.
+static void take_pull_answer(int32_t id, const json_text &msg)
+{
+    if (id != g_get_spec_id)
+        return;
+    g_get_spec_id = -1;
+    json_object *result = nullptr;
+    json_object *properties = nullptr;
+    if (json_object_object_get_ex(msg.object, "result", &result) &&
+        json_object_object_get_ex(result, "properties", &properties) && properties)
+        get_param_from_spec_service_parse(properties);
 }
 
 static bool names_this_device(const json_text &msg)
@@ -52,12 +90,18 @@ static bool names_this_device(const json_text &msg)
 bool otd_route(int sock, const json_text &msg, int length, int32_t *id)
 {
     json_verify_get_int(msg, "id", id);
+    take_pull_answer(*id, msg);
     last_rpc_id = *id;
-    if (is_spec_method(msg) && !names_this_device(msg)) {
+    const spec_method *method = find_spec_method(msg);
+    if (!method) {
+        msg_dispatcher(msg, length, sock, 0);
+        return true;
+    }
+    if (!names_this_device(msg)) {
         log_debug("nubo spec cmd did error");
         return false;
     }
-    msg_dispatcher(msg, length, sock, 0);
+    method->run(*id, msg, length);
     return true;
 }
 

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
-// service.h - the spec property service: its state. Main thread only.
+// service.h - the spec property service: the settings as the cloud's numbered properties (properties.h).
+// This is its state and what stands beside the four roads: get_properties, set_properties, changes, pull.
+// Main thread only.
 #pragma once
 
 #include "util/json_text.h"
@@ -18,3 +20,9 @@ void nubo_spec_init(const char *did, int32_t sock, spec_dispatch dispatch);
 
 // The cloud client's socket is closed: no report may reach a descriptor that is given to another link.
 void nubo_spec_socket_closed(void);
+
+// The defaults of the motion settings, into the store. What the last write returned.
+int set_default_param_to_spec_service(void);
+
+// No actions are supported: does nothing.
+void nubo_spec_handle_action(int32_t id, const char *text, int length);

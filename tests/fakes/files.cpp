@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "fakes/files.h"
+#include "fakes/fixed_files.h"
 #include "fakes/record.h"
 #include "fakes/system_calls.h"
 
@@ -91,6 +92,8 @@ int open(const char *path, int flags, ...)
     // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): it has been started
     mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(rest, mode_t) : 0;
     va_end(rest);
+    if (fixed_file_is(path))
+        return fixed_file_open(path);
     return is_below_the_folder(path) ? open_prompt(path, flags) : openat(AT_FDCWD, path, flags, mode);
 }
 

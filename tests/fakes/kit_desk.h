@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: MIT
 // kit_desk.h - the fixture of every test that touches the daemon's state: before each case the fakes are
-// fresh, the records empty, and kit and the globals beside it as a daemon finds them that has just started.
+// fresh, the records empty, and kit, the globals beside it and the spec service as a daemon finds them that
+// has just started.
 #pragma once
 
 #include "core/kit.h"
 #include "sound/sound.h"
+#include "spec/changes.h"
+#include "spec/pull.h"
+#include "spec/service.h"
 
 #include "fakes/files.h"
+#include "fakes/fixed_files.h"
 #include "fakes/message_bus.h"
 #include "fakes/platform.h"
 #include "fakes/record.h"
@@ -99,6 +104,7 @@ inline void fakes_reset()
     system_reset();
     shared_memory_reset();
     threads_reset();
+    fixed_files_reset();
     sends_reset();
     record_clear();
 }
@@ -108,5 +114,8 @@ struct kit_desk : testing::Test {
     {
         fakes_reset();
         kit_restored(kit_at_start);
+        nubo_spec_init("", 0, nullptr);
+        g_get_spec_id = -1;
+        last_card_status = -1;
     }
 };

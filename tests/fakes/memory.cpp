@@ -36,13 +36,22 @@ template <typename function> static function *real(const char *name)
 
 extern "C" {
 
-// The linker leads every malloc of the program's own objects here; the shared libraries keep theirs.
+// The linker leads every malloc and realloc of the program's own objects here; the shared libraries keep
+// theirs.
 void *__real_malloc(size_t size);
 void *__wrap_malloc(size_t size);
 
 void *__wrap_malloc(size_t size)
 {
     return refused() ? nullptr : __real_malloc(size);
+}
+
+void *__real_realloc(void *old, size_t size);
+void *__wrap_realloc(void *old, size_t size);
+
+void *__wrap_realloc(void *old, size_t size)
+{
+    return refused() ? nullptr : __real_realloc(old, size);
 }
 
 json_object *json_object_new_object(void)

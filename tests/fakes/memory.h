@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// memory.h - lets memory run out in the daemon: its own malloc, and what it has json-c make.
+// memory.h - lets memory run out in the daemon: its own malloc and realloc, and what it has json-c make.
 #pragma once
 
 // The nth allocation from now on fails, once; 1 is the next.

@@ -122,9 +122,15 @@ void sync() noexcept
     record_call("sync()");
 }
 
+// Like the real one: SIGINT is ignored while the command runs, and one that is pending is forgotten by that.
 int system(const char *command)
 {
     record_call("system(%s)", quoted(command).c_str());
+    struct sigaction ignored = {};
+    struct sigaction before = {};
+    ignored.sa_handler = SIG_IGN;
+    sigaction(SIGINT, &ignored, &before);
+    sigaction(SIGINT, &before, nullptr);
     return libc.system_result;
 }
 

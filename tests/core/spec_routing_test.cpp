@@ -1,0 +1,269 @@
+// SPDX-License-Identifier: MIT
+// Requests for properties and answers to pulls on their way from the cloud client's stream to the spec
+// service, and the calls of the daemon's own methods that setting a property makes.
+#include "core/dispatcher.h"
+#include "core/otd_link.h"
+
+#include "fakes/daemon_desk.h"
+
+struct spec_routing : daemon_desk {
+    spec_routing()
+    {
+        strcpy(g_did, "1234567");
+        nubo_spec_init(g_did, kit.otd_sock, msg_dispatcher);
+    }
+
+    static int block(const std::string &data)
+    {
+        return otd_recv_handler_block(kit.otd_sock, data.c_str(), static_cast<int>(data.size()));
+    }
+
+    static void request(const std::string &method, const std::string &element, int id = 7)
+    {
+        std::string text = "{\"id\":" + std::to_string(id) + ",\"method\":\"" + method +
+                           R"(","params":[{"did":"1234567",)" + element + "}]}";
+        EXPECT_EQ(block(text), static_cast<int>(text.size()));
+    }
+};
+
+static std::string value_reply(int siid, int piid, const std::string &value)
+{
+    return R"({"id" : 7,"result" : [{"did" : "1234567","siid" : )" + std::to_string(siid) + R"(,"piid" : )" +
+           std::to_string(piid) + R"(,"value" : )" + value + R"(,"code" : 0}]})";
+}
+
+static std::string set_reply(int siid, int piid)
+{
+    return R"({"id" : 7,"result" : [{"did" : "1234567","siid" : )" + std::to_string(siid) + R"(,"piid" : )" +
+           std::to_string(piid) + R"(,"code" : 0}]})";
+}
+
+struct kit_field {
+    const char *name;
+    void (*given)();
+    int siid, piid;
+    const char *value;
+};
+
+// Each field with a value that no other has.
+// clang-format off
+static const kit_field kit_fields[] = {
+    { "power",         [] { kit.power = 0; },         2, 1, "false" },
+    { "flip",          [] { kit.flip = 1; },          2, 2, "180" },
+    { "night",         [] { kit.night = 2; },         2, 3, "0" },
+    { "wdr",           [] { kit.wdr = 1; },           2, 5, "true" },
+    { "color",         [] { kit.color = 0; },         2, 6, "false" },
+    { "motion_record", [] { kit.motion_record = 2; }, 2, 7, "2" },
+    { "track_switch",  [] { kit.track_switch = 1; },  2, 8, "true" },
+    { "watermark",     [] { kit.watermark = 0; },     2, 9, "false" },
+    { "light",         [] { kit.light = 0; },         3, 1, "false" },
+    { "card_status",   [] { kit.card_status = 5; },   4, 1, "5" },
+};
+// clang-format on
+
+struct field_of_kit : spec_routing, testing::WithParamInterface<kit_field> {};
+
+TEST_P(field_of_kit, is_read_from_kit_as_it_is_now)
+{
+    const kit_field &row = GetParam();
+    row.given();
+    request("get_properties",
+            "\"siid\":" + std::to_string(row.siid) + ",\"piid\":" + std::to_string(row.piid));
+    EXPECT_EQ(sent_texts(), texts{ value_reply(row.siid, row.piid, row.value) });
+}
+
+INSTANTIATE_TEST_SUITE_P(fields, field_of_kit, testing::ValuesIn(kit_fields),
+                         [](const auto &row) { return row.param.name; });
+
+TEST_F(spec_routing, requests_never_reach_the_dispatcher)
+{
+    request("get_properties", R"("siid":3,"piid":1)");
+    request("set_properties", R"("siid":2,"piid":8,"value":true)");
+    EXPECT_EQ(sent_texts(), (texts{ value_reply(3, 1, "true"), set_reply(2, 8) }));
+    EXPECT_FALSE(log_mentions("msg_dispatcher, msg:"));
+    EXPECT_FALSE(log_mentions("Unknown method"));
+}
+
+TEST_F(spec_routing, requests_set_the_last_id)
+{
+    request("get_properties", R"("siid":3,"piid":1)", 21);
+    EXPECT_EQ(last_rpc_id, 21);
+    request("set_properties", R"("siid":1,"piid":1)", 22);
+    EXPECT_EQ(last_rpc_id, 22);
+}
+
+TEST_F(spec_routing, requests_without_an_id_have_the_one_before_in_the_block)
+{
+    block(R"({"id":41}{"method":"get_properties","params":[{"did":"1234567","siid":3,"piid":1}]})");
+    EXPECT_TRUE(sent_texts().back().starts_with(R"({"id" : 41,)"));
+}
+
+TEST_F(spec_routing, requests_are_answered_one_after_the_other)
+{
+    block(R"({"id":1,"method":"get_properties","params":[{"did":"1234567","siid":3,"piid":1}]})"
+          R"({"id":2,"method":"get_properties","params":[{"did":"1234567","siid":6,"piid":1}]})");
+    ASSERT_EQ(sent_texts().size(), 2U);
+    EXPECT_TRUE(sent_texts()[0].starts_with(R"({"id" : 1,)"));
+    EXPECT_EQ(sent_texts()[1], R"({"id" : 2,"result" : []})");
+}
+
+TEST_F(spec_routing, of_a_request_that_names_this_device_first_serves_elements_of_another)
+{
+    request("get_properties", R"("siid":3,"piid":1},{"did":"7654321","siid":3,"piid":1)");
+    EXPECT_EQ(sent_texts().size(), 1U);
+    EXPECT_FALSE(log_mentions("did error"));
+}
+
+TEST_F(spec_routing, of_the_properties_member_needs_the_params_too)
+{
+    EXPECT_EQ(
+        block(
+            R"({"id":7,"method":"set_properties","properties":[{"did":"1234567","siid":2,"piid":8,"value":true}]})"),
+        -1);
+    EXPECT_TRUE(logged("debug: nubo spec cmd did error"));
+    EXPECT_EQ(calls(), texts{});
+}
+
+TEST_F(spec_routing, before_the_device_id_is_known_harms_nobody)
+{
+    g_did[0] = '\0';
+    nubo_spec_init("", 0, nullptr);
+    block(R"({"id":7,"method":"set_properties","params":[{"did":"","siid":2,"piid":1,"value":true}]})");
+    EXPECT_EQ(calls(), texts{});
+}
+
+struct own_method {
+    const char *name;
+    const char *element;
+    int siid, piid;
+    texts sent; // after the acknowledgement
+    texts written;
+};
+
+// What a faked call says on the wire: the two that fill the dispatcher's buffer answer a second time, the
+// power is reported, the rest is silent.
+// clang-format off
+static const own_method own_methods[] = {
+    { "power",         R"("siid":2,"piid":1,"value":false)", 2, 1,
+      { R"({"id":501,"method":"props","params":{"power":"off"}})" }, { nvram_set("power", "off") } },
+    { "flip",          R"("siid":2,"piid":2,"value":180)",   2, 2, {}, { nvram_set("flip", "on") } },
+    { "night_mode",    R"("siid":2,"piid":3,"value":0)",     2, 3,
+      { R"({"id":7,"result":["OK"]})" }, { nvram_set("night_mode", "2") } },
+    { "wdr",           R"("siid":2,"piid":5,"value":true)",  2, 5, {}, { nvram_set("wdr", "on") } },
+    { "full_color",    R"("siid":2,"piid":6,"value":false)", 2, 6, {}, { nvram_set("full_color", "off") } },
+    { "motion_record", R"("siid":2,"piid":7,"value":2)",     2, 7,
+      { R"({ "id": 7, "result": 1 })" }, { nvram_set("motion_record", "stop") } },
+    { "watermark",     R"("siid":2,"piid":9,"value":true)",  2, 9, {}, { nvram_set("watermark", "on") } },
+    { "light",         R"("siid":3,"piid":1,"value":false)", 3, 1, {}, { nvram_set("light", "off") } },
+};
+// clang-format on
+
+struct set_by_own_method : spec_routing, testing::WithParamInterface<own_method> {};
+
+TEST_P(set_by_own_method, is_acknowledged_then_called_and_written)
+{
+    const own_method &row = GetParam();
+    request("set_properties", row.element);
+    texts expected = { set_reply(row.siid, row.piid) };
+    expected.insert(expected.end(), row.sent.begin(), row.sent.end());
+    EXPECT_EQ(sent_texts(), expected);
+    EXPECT_TRUE(in_order(row.written));
+    EXPECT_EQ(rpc_origin, 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(properties, set_by_own_method, testing::ValuesIn(own_methods),
+                         [](const auto &row) { return row.param.name; });
+
+TEST_F(spec_routing, of_an_unknown_night_mode_answers_twice_too)
+{
+    request("set_properties", R"("siid":2,"piid":3,"value":9)");
+    EXPECT_EQ(sent_texts(),
+              (texts{ set_reply(2, 3), R"({"id":7,"error":{"code":-33020,"message":"unknown set val"}})" }));
+}
+
+TEST_F(spec_routing, of_a_cloud_request_after_a_faked_call_is_the_clouds_again)
+{
+    request("set_properties", R"("siid":2,"piid":2,"value":180)");
+    block(R"({"id":8,"method":"set_flip","params":["off"]})");
+    EXPECT_EQ(sent_texts().back(), R"({"id":8,"result":["OK"]})");
+}
+
+struct pull_answer : spec_routing {};
+
+TEST_F(pull_answer, is_stored_and_the_id_cleared)
+{
+    g_get_spec_id = 17;
+    block(R"({"id":17,"result":{"properties":[{"siid":5,"piid":2,"value":"9"}]}})");
+    EXPECT_EQ(calls_of("libselvar_set_value"), texts{ nvram_set("motion_alarm_interval", "9") });
+    EXPECT_EQ(g_get_spec_id, -1);
+    EXPECT_EQ(last_rpc_id, 17);
+}
+
+TEST_F(pull_answer, goes_on_to_the_dispatcher_afterwards)
+{
+    g_get_spec_id = 17;
+    block(R"({"id":17,"result":{"properties":[{"siid":5,"piid":2,"value":"9"}]}})");
+    EXPECT_TRUE(in_order({ nvram_set("motion_alarm_interval", "9"), "warning: Unknown method\n" }));
+    EXPECT_EQ(sent_texts(), texts{});
+}
+
+TEST_F(pull_answer, is_taken_once)
+{
+    g_get_spec_id = 17;
+    std::string answer = R"({"id":17,"result":{"properties":[{"siid":5,"piid":2,"value":"9"}]}})";
+    block(answer + answer);
+    EXPECT_EQ(calls_of("libselvar_set_value").size(), 1U);
+}
+
+TEST_F(pull_answer, to_an_earlier_pull_is_an_ordinary_message)
+{
+    g_get_spec_id = 18;
+    block(R"({"id":17,"result":{"properties":[{"siid":5,"piid":2,"value":"9"}]}})");
+    EXPECT_EQ(calls_of("libselvar_set_value"), texts{});
+    EXPECT_EQ(g_get_spec_id, 18);
+}
+
+struct odd_answer : pull_answer, testing::WithParamInterface<const char *> {};
+
+TEST_P(odd_answer, clears_the_id_and_stores_nothing)
+{
+    g_get_spec_id = 17;
+    block(std::string(R"({"id":17)") + GetParam() + "}");
+    EXPECT_EQ(g_get_spec_id, -1);
+    EXPECT_EQ(calls(), texts{});
+}
+
+INSTANTIATE_TEST_SUITE_P(answers, odd_answer,
+                         testing::Values("", R"(,"result":null)", R"(,"result":["ok"])", R"(,"result":{})",
+                                         R"(,"result":{"properties":null})", R"(,"result":{"properties":5})",
+                                         R"(,"properties":[{"siid":5,"piid":2,"value":"9"}])"));
+
+TEST_F(pull_answer, may_be_a_request_and_is_served_as_one_too)
+{
+    g_get_spec_id = 7;
+    request("get_properties", R"("siid":3,"piid":1)");
+    EXPECT_EQ(g_get_spec_id, -1);
+    EXPECT_EQ(sent_texts(), texts{ value_reply(3, 1, "true") });
+}
+
+TEST_F(pull_answer, with_id_minus_1_counts_while_nothing_was_pulled)
+{
+    block(R"({"id":-1,"result":{"properties":[{"siid":5,"piid":2,"value":"9"}]}})");
+    EXPECT_EQ(calls_of("libselvar_set_value"), texts{ nvram_set("motion_alarm_interval", "9") });
+    EXPECT_EQ(g_get_spec_id, -1);
+}
+
+TEST_F(pull_answer, without_an_id_belongs_to_a_pull_with_id_0)
+{
+    g_get_spec_id = 0;
+    block(R"({"result":{"properties":[{"siid":5,"piid":2,"value":"9"}]}})");
+    EXPECT_EQ(calls_of("libselvar_set_value"), texts{ nvram_set("motion_alarm_interval", "9") });
+    EXPECT_EQ(g_get_spec_id, -1);
+}
+
+TEST_F(pull_answer, is_cleared_before_a_message_with_a_wrong_device_id_is_dropped)
+{
+    g_get_spec_id = 7;
+    EXPECT_EQ(block(R"({"id":7,"method":"get_properties","params":[{"did":"7654321"}]})"), -1);
+    EXPECT_EQ(g_get_spec_id, -1);
+}

@@ -251,15 +251,6 @@ struct closing : kit_desk {
         watch_close(kit.otd_sock);
     }
 
-    static void has_entries(std::initializer_list<int> descriptors)
-    {
-        for (int fd : descriptors) {
-            kit.pollfds[kit.nfds].fd = fd;
-            kit.pollfds[kit.nfds].events = POLLIN;
-            kit.nfds++;
-        }
-    }
-
     cloud_pair cloud;
 };
 

@@ -29,15 +29,6 @@ struct loop : daemon_desk {
         close(kit.timer_fd);
     }
 
-    static void has_entries(std::initializer_list<int> descriptors)
-    {
-        for (int fd : descriptors) {
-            kit.pollfds[kit.nfds].fd = fd;
-            kit.pollfds[kit.nfds].events = POLLIN;
-            kit.nfds++;
-        }
-    }
-
     // Runs the passes, then lets the wait fail.
     void runs(const std::deque<pass> &script)
     {

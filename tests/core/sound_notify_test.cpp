@@ -21,14 +21,6 @@ struct prompts_asked_for : daemon_desk {
         sound_exit();
     }
 
-    static texts played()
-    {
-        texts all;
-        for (const bus_message &each : bus_messages())
-            all.push_back(each.bytes);
-        return all;
-    }
-
     prompt_folder prompts;
 };
 
@@ -39,7 +31,7 @@ TEST_F(prompts_asked_for, by_id_are_each_of_the_catalogue)
         names.emplace_back(each.name);
         selvar_notify_handler("sound_play", ("[" + std::to_string(each.id) + ",1,0]").c_str());
     }
-    EXPECT_EQ(played(), names);
+    EXPECT_EQ(bus_texts(), names);
 }
 
 TEST_F(prompts_asked_for, are_spoken_in_the_language_of_the_moment)
@@ -47,13 +39,13 @@ TEST_F(prompts_asked_for, are_spoken_in_the_language_of_the_moment)
     prompts.has("fr/ding", "french");
     selvar_notify_handler("language", "fr");
     selvar_notify_handler("sound_play", "[4,1,0]");
-    EXPECT_EQ(played(), texts{ "french" });
+    EXPECT_EQ(bus_texts(), texts{ "french" });
 }
 
 TEST_F(prompts_asked_for, may_lack_their_closing_bracket)
 {
     selvar_notify_handler("sound_play", "[4,1,0");
-    EXPECT_EQ(played(), texts{ "ding" });
+    EXPECT_EQ(bus_texts(), texts{ "ding" });
 }
 
 TEST_F(prompts_asked_for, with_the_queue_flag_wait_for_a_player_that_does_not_take_them)
@@ -116,7 +108,7 @@ TEST_F(prompts_asked_for, through_the_store_are_played)
     selvar_nvram_register_notify("mem", "sound_play");
     store_notify_text("mem", "sound_play", "[2,1,0]");
     selvar_nvram_response();
-    EXPECT_EQ(played(), texts{ "booting" });
+    EXPECT_EQ(bus_texts(), texts{ "booting" });
 }
 
 static const char alarm_ok[] = R"({"id":7,"result":["OK"]})";
@@ -147,14 +139,14 @@ TEST_F(prompts_asked_for, by_the_clouds_alarm_wait_for_the_player)
     sound_init(nullptr);
     bus_player_connects();
     sound_recv();
-    EXPECT_EQ(played(), (texts{ "alarm1", "alarm2", "alarm3" }));
+    EXPECT_EQ(bus_texts(), (texts{ "alarm1", "alarm2", "alarm3" }));
 }
 
 TEST_F(prompts_asked_for, by_the_clouds_alarm_may_be_missing_one_by_one)
 {
     std::remove((prompts.path + "/en/alarm2").c_str());
     EXPECT_EQ(alarm(), 0);
-    EXPECT_EQ(played(), (texts{ "alarm1", "alarm3" }));
+    EXPECT_EQ(bus_texts(), (texts{ "alarm1", "alarm3" }));
     EXPECT_EQ(sent_texts(), texts{ alarm_ok });
 }
 

@@ -5,16 +5,7 @@
 #include "fakes/children.h"
 #include "fakes/daemon_desk.h"
 
-struct store_link : store_open_desk {
-    static void has_entries(std::initializer_list<int> descriptors)
-    {
-        for (int fd : descriptors) {
-            kit.pollfds[kit.nfds].fd = fd;
-            kit.pollfds[kit.nfds].events = POLLIN;
-            kit.nfds++;
-        }
-    }
-};
+struct store_link : store_open_desk {};
 
 TEST_F(store_link, that_is_readable_is_served)
 {

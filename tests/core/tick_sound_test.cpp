@@ -69,8 +69,8 @@ TEST_F(tick_after_a_movement, does_not_take_no_movement_for_one_at_the_beginning
 
 TEST_F(tick_after_a_movement, keeps_the_stamp_of_one_that_happens_meanwhile)
 {
-    const int64_t meanwhile = static_cast<int64_t>(moment) + 1000;
-    bus.on_send = [meanwhile] { shared(motor_time).store(meanwhile); };
+    constexpr int64_t meanwhile = static_cast<int64_t>(moment) + 1000;
+    bus.on_send = [] { shared(motor_time).store(meanwhile); };
     EXPECT_TRUE(unmutes_after(1000));
     EXPECT_EQ(motor_time, meanwhile);
 }

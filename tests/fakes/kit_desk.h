@@ -118,4 +118,14 @@ struct kit_desk : testing::Test {
         g_get_spec_id = -1;
         last_card_status = -1;
     }
+
+    // More of them in the poll set.
+    static void has_entries(std::initializer_list<int> descriptors)
+    {
+        for (int fd : descriptors) {
+            kit.pollfds[kit.nfds].fd = fd;
+            kit.pollfds[kit.nfds].events = POLLIN;
+            kit.nfds++;
+        }
+    }
 };

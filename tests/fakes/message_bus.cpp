@@ -47,6 +47,14 @@ std::vector<bus_message> bus_messages()
     return messages;
 }
 
+std::vector<std::string> bus_texts()
+{
+    std::vector<std::string> all;
+    for (const bus_message &each : messages)
+        all.push_back(each.bytes);
+    return all;
+}
+
 void bus_forgets_messages()
 {
     messages.clear();

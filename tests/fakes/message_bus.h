@@ -30,6 +30,7 @@ struct bus_message {
 };
 
 std::vector<bus_message> bus_messages(); // those that went out, in order
+std::vector<std::string> bus_texts();    // their bytes alone
 void bus_forgets_messages();
 void bus_send_fails(int nth); // from now on, once; 1 is the next. The message is not among those above
 

@@ -158,7 +158,7 @@ TEST_F(sound_link, mutes_and_unmutes_with_texts_that_have_no_terminator)
     link_is_up();
     sound_ban();
     sound_unban();
-    EXPECT_EQ(sent(), (texts{ "SOUND_BAN", "SOUND_UNBAN" }));
+    EXPECT_EQ(bus_texts(), (texts{ "SOUND_BAN", "SOUND_UNBAN" }));
     EXPECT_EQ(story(), (texts{ "debug: sound ban\n", R"(wrax_rcv_send_message("SOUND_BAN", 9))",
                                "debug: sound unban\n", R"(wrax_rcv_send_message("SOUND_UNBAN", 11))" }));
 }

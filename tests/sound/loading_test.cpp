@@ -27,7 +27,7 @@ TEST_F(loading, reads_a_prompt_from_the_languages_folder)
     prompts.has("en/booting", "english");
     EXPECT_EQ(sound_play("booting", 0, "en"), 0);
     EXPECT_EQ(opened(), texts{ "open(/mnt/data/sound/en/booting)" });
-    EXPECT_EQ(sent(), texts{ "english" });
+    EXPECT_EQ(bus_texts(), texts{ "english" });
 }
 
 TEST_F(loading, falls_back_to_the_default_folder_when_the_language_has_none)
@@ -36,7 +36,7 @@ TEST_F(loading, falls_back_to_the_default_folder_when_the_language_has_none)
     EXPECT_EQ(sound_play("booting", 0, "fr"), 0);
     EXPECT_TRUE(in_order({ "err: sound path: /mnt/data/sound/fr/ does not exist, set default path!\n",
                            "open(/mnt/data/sound/booting)" }));
-    EXPECT_EQ(sent(), texts{ "any" });
+    EXPECT_EQ(bus_texts(), texts{ "any" });
 }
 
 TEST_F(loading, does_not_take_a_file_for_a_languages_folder)
@@ -45,7 +45,7 @@ TEST_F(loading, does_not_take_a_file_for_a_languages_folder)
     prompts.has("fr", "a file");
     EXPECT_EQ(sound_play("booting", 0, "fr"), 0);
     EXPECT_TRUE(logged("err: sound path: /mnt/data/sound/fr/ does not exist, set default path!\n"));
-    EXPECT_EQ(sent(), texts{ "any" });
+    EXPECT_EQ(bus_texts(), texts{ "any" });
 }
 
 TEST_F(loading, without_a_language_reads_from_the_default_folder)
@@ -53,7 +53,7 @@ TEST_F(loading, without_a_language_reads_from_the_default_folder)
     prompts.has("booting", "any");
     EXPECT_EQ(sound_play("booting", 0, ""), 0);
     EXPECT_TRUE(in_order({ no_language, "open(/mnt/data/sound/booting)" }));
-    EXPECT_EQ(sent(), texts{ "any" });
+    EXPECT_EQ(bus_texts(), texts{ "any" });
 }
 
 TEST_F(loading, does_not_look_elsewhere_when_the_languages_folder_lacks_the_prompt)
@@ -89,7 +89,7 @@ TEST_F(loading, of_a_path_that_just_fits_opens_it)
     const std::string name(239, 'n');
     prompts.has(name, "bytes");
     EXPECT_EQ(sound_play(name.c_str(), 0, ""), 0);
-    EXPECT_EQ(sent(), texts{ "bytes" });
+    EXPECT_EQ(bus_texts(), texts{ "bytes" });
 }
 
 TEST_F(loading, cuts_the_folder_of_a_language_that_is_far_too_long)
@@ -98,7 +98,7 @@ TEST_F(loading, cuts_the_folder_of_a_language_that_is_far_too_long)
     EXPECT_EQ(sound_play("booting", 0, std::string(400, 'x').c_str()), 0);
     EXPECT_TRUE(logged("err: sound path: /mnt/data/sound/" + std::string(239, 'x') +
                        " does not exist, set default path!\n"));
-    EXPECT_EQ(sent(), texts{ "any" });
+    EXPECT_EQ(bus_texts(), texts{ "any" });
 }
 
 struct size_row {

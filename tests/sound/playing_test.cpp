@@ -68,7 +68,7 @@ TEST_F(playing, goes_on_although_the_player_is_not_ready)
     prompts.has("ding", "bytes");
     EXPECT_EQ(sound_is_ready(), 0);
     EXPECT_EQ(sound_play("ding", sound_queued, ""), 0);
-    EXPECT_EQ(sent(), texts{ "bytes" });
+    EXPECT_EQ(bus_texts(), texts{ "bytes" });
 }
 
 // The receiver's address as the log shows it: its low 32 bits.
@@ -112,7 +112,7 @@ TEST_F(playing, takes_any_result_that_is_not_negative_for_success)
     prompts.has("ding", std::string(70000, 'd'));
     bus.send_result = 4;
     EXPECT_EQ(sound_play("ding", 0, ""), 0);
-    EXPECT_EQ(sent().size(), 2U);
+    EXPECT_EQ(bus_texts().size(), 2U);
 }
 
 TEST_F(playing, at_once_without_a_receiver_fails_and_keeps_nothing)
@@ -125,7 +125,7 @@ TEST_F(playing, at_once_without_a_receiver_fails_and_keeps_nothing)
     EXPECT_EQ(prompt_mappings(), 0);
     link_is_up();
     player_connects();
-    EXPECT_EQ(sent(), texts{});
+    EXPECT_EQ(bus_texts(), texts{});
 }
 
 TEST_F(playing, minds_the_lowest_bit_of_the_flags_only)
@@ -136,7 +136,7 @@ TEST_F(playing, minds_the_lowest_bit_of_the_flags_only)
     bus_send_fails(1);
     EXPECT_EQ(sound_play("ding", 7, ""), 0) << "queued";
     player_connects();
-    EXPECT_EQ(sent(), texts{ "bytes" });
+    EXPECT_EQ(bus_texts(), texts{ "bytes" });
 }
 
 TEST_F(playing, at_once_passes_those_that_wait)
@@ -146,7 +146,7 @@ TEST_F(playing, at_once_passes_those_that_wait)
     bus_send_fails(1);
     sound_play("ding", sound_queued, "");
     sound_play("error", 0, "");
-    EXPECT_EQ(sent(), texts{ "second" });
+    EXPECT_EQ(bus_texts(), texts{ "second" });
     player_connects();
-    EXPECT_EQ(sent(), (texts{ "second", "first" }));
+    EXPECT_EQ(bus_texts(), (texts{ "second", "first" }));
 }

@@ -25,9 +25,9 @@ TEST_F(waiting_prompts, asked_for_before_the_player_is_up_are_sent_when_it_conne
     EXPECT_TRUE(logged("warning: sound: alarm1 receiver has not created.\n"));
     EXPECT_EQ(prompt_mappings(), 2);
     link_is_up();
-    EXPECT_EQ(sent(), texts{}) << "a start alone sends nothing";
+    EXPECT_EQ(bus_texts(), texts{}) << "a start alone sends nothing";
     player_connects();
-    EXPECT_EQ(sent(), (texts{ "alarm1", "alarm2" }));
+    EXPECT_EQ(bus_texts(), (texts{ "alarm1", "alarm2" }));
     EXPECT_EQ(prompt_mappings(), 0);
 }
 
@@ -46,7 +46,7 @@ TEST_F(waiting_prompts, are_sent_with_the_next_one_that_is_asked_for)
     asked_for({ "alarm1", "alarm2" });
     link_is_up();
     asked_for({ "alarm3" });
-    EXPECT_EQ(sent(), (texts{ "alarm1", "alarm2", "alarm3" }));
+    EXPECT_EQ(bus_texts(), (texts{ "alarm1", "alarm2", "alarm3" }));
 }
 
 TEST_F(waiting_prompts, stay_with_all_behind_them_when_one_in_the_middle_fails)
@@ -55,11 +55,11 @@ TEST_F(waiting_prompts, stay_with_all_behind_them_when_one_in_the_middle_fails)
     link_is_up();
     bus_send_fails(2);
     player_connects();
-    EXPECT_EQ(sent(), texts{ "alarm1" });
+    EXPECT_EQ(bus_texts(), texts{ "alarm1" });
     EXPECT_EQ(prompt_mappings(), 2);
     EXPECT_FALSE(log_mentions("Removed alarm2"));
     asked_for({ "ding" });
-    EXPECT_EQ(sent(), (texts{ "alarm1", "alarm2", "alarm3", "ding" }));
+    EXPECT_EQ(bus_texts(), (texts{ "alarm1", "alarm2", "alarm3", "ding" }));
 }
 
 TEST_F(waiting_prompts, are_sent_whole_again_when_the_middle_of_one_failed)
@@ -70,8 +70,8 @@ TEST_F(waiting_prompts, are_sent_whole_again_when_the_middle_of_one_failed)
     asked_for({ "alarm1" });
     bus_forgets_messages();
     player_connects();
-    ASSERT_EQ(sent().size(), 2U);
-    EXPECT_EQ(sent()[0].size() + sent()[1].size(), 70000U);
+    ASSERT_EQ(bus_texts().size(), 2U);
+    EXPECT_EQ(bus_texts()[0].size() + bus_texts()[1].size(), 70000U);
 }
 
 TEST_F(waiting_prompts, survive_the_players_leaving)
@@ -93,7 +93,7 @@ TEST_F(waiting_prompts, are_gone_after_the_end_of_the_link)
     EXPECT_EQ(story(), (texts{ "munmap(4096)", "munmap(4096)", "munmap(4096)" })) << "freed, not sent";
     link_is_up();
     player_connects();
-    EXPECT_EQ(sent(), texts{});
+    EXPECT_EQ(bus_texts(), texts{});
 }
 
 TEST_F(waiting_prompts, of_a_link_that_ends_go_after_its_receiver)
@@ -112,7 +112,7 @@ TEST_F(waiting_prompts, have_no_limit)
         asked_for({ "ding" });
     link_is_up();
     player_connects();
-    EXPECT_EQ(sent(), texts(300, "ding"));
+    EXPECT_EQ(bus_texts(), texts(300, "ding"));
 }
 
 // The list alone, with entries that the test owns.

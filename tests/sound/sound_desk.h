@@ -28,14 +28,6 @@ struct sound_desk : store_open_desk {
         EXPECT_EQ(sound_recv(), 0);
     }
 
-    static texts sent()
-    {
-        texts all;
-        for (const bus_message &each : bus_messages())
-            all.push_back(each.bytes);
-        return all;
-    }
-
     prompt_folder prompts;
 };
 

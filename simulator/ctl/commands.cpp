@@ -11,6 +11,7 @@
 #include "ctl/store.h"
 #include "ctl/switches.h"
 #include "ctl/talk.h"
+#include "ctl/with.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -22,7 +23,8 @@ static int help(const ctl_request &request);
 
 // clang-format off
 static constexpr ctl_command table[] = {
-    { "run",            "",                     0, 0, "--detach --state --fresh --unbound --preset", "start a camera and show what happens in it",              run_camera     },
+    { "run",            "",                     0, 0, "--detach --state --fresh --unbound --seed --preset", "start a camera and show what happens in it",              run_camera     },
+    { "with",           "-- COMMAND...",        1, any_number, "--unbound --seed --preset", "run a command with a fresh camera, which is gone afterwards", with_camera  },
     { "stop",           "",                     0, 0, "",         "stop the camera; its settings stay",                       stop_camera    },
     { "status",         "",                     0, 0, "",         "what runs, the network, the binding, where the state is",  show_status    },
     { "call",           "METHOD [PARAMS]",      1, 2, "",         "send a request as the cloud would, show what follows",     call_method    },
@@ -250,6 +252,8 @@ int commands_run(const std::vector<std::string> &line)
     ctl_request request;
     std::string reason;
     size_t used = 0;
+    request.line = line;
+    request.options.name = place_default_name();
     const bool read = options_parse(line, request.options, reason);
     if (!read)
         return say_could_not(request, reason);

@@ -5,6 +5,7 @@
 #include "ctl/options.h"
 #include "ctl/place.h"
 
+#include <cstdint>
 #include <span>
 #include <string>
 #include <vector>
@@ -14,9 +15,12 @@ constexpr int ctl_done = 0;
 constexpr int ctl_refused = 1;   // the camera said no, and why
 constexpr int ctl_could_not = 2; // it was not even tried: wrong words, or no camera to ask
 
+constexpr size_t any_number = SIZE_MAX; // of arguments
+
 struct ctl_request {
     ctl_options options;
     std::vector<std::string> arguments; // what follows the command's name
+    std::vector<std::string> line;      // all words as they came
     place where;
 };
 

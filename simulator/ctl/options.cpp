@@ -5,13 +5,14 @@
 
 // clang-format off
 static constexpr option_row rows[] = {
-    { "--name",    "NAME",  "which camera, \"camera\" if not given",                nullptr,               &ctl_options::name   },
+    { "--name",    "NAME",  "which camera; if not given, $CAMERA_NAME or \"camera\"",nullptr,               &ctl_options::name   },
     { "--json",    nullptr, "answer in JSON",                                       &ctl_options::json,    nullptr              },
     { "--help",    nullptr, "what the command does",                                &ctl_options::help,    nullptr              },
     { "--detach",  nullptr, "leave the camera running in the background",           &ctl_options::detach,  nullptr              },
     { "--state",   "DIR",   "where the camera keeps its settings",                  nullptr,               &ctl_options::state  },
     { "--fresh",   nullptr, "forget the settings first, as after a purchase",       &ctl_options::fresh,   nullptr              },
     { "--unbound", nullptr, "do not bind the camera to an account",                 &ctl_options::unbound, nullptr              },
+    { "--seed",    "N",     "of the random numbers; the same one repeats them",     nullptr,               &ctl_options::seed   },
     { "--preset",  "P",     "build and run release (if not given), dev, asan, tsan", nullptr,              &ctl_options::preset },
     { "--follow",  nullptr, "go on until Ctrl-C",                                   &ctl_options::follow,  nullptr              },
     { "--number",  nullptr, "the value is a number of 64 bits, not a text",         &ctl_options::number,  nullptr              },

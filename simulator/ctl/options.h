@@ -6,9 +6,10 @@
 #include <vector>
 
 struct ctl_options {
-    std::string name = "camera";
+    std::string name;  // which camera
     std::string state; // "": the usual place
     std::string preset;
+    std::string seed; // "": a fresh one
     bool help = false;
     bool json = false;
     bool detach = false;

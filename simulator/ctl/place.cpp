@@ -194,7 +194,12 @@ std::string place_read(const place &where, const char *file)
     return text.str();
 }
 
+std::string place_default_name()
+{
+    return environment("CAMERA_NAME", "camera");
+}
+
 std::string place_name_option(const std::string &name)
 {
-    return name == "camera" ? "" : " --name " + name;
+    return name == place_default_name() ? "" : " --name " + name;
 }

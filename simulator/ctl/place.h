@@ -43,5 +43,8 @@ bool place_wait_stopped(const place &where, int host_ms);
 bool place_write(const place &where, const char *file, const std::string &text);
 std::string place_read(const place &where, const char *file);
 
-// " --name NAME", empty for the camera that needs no name: what a suggested command must have added.
+// The camera that is meant where nobody names one: $CAMERA_NAME, or "camera".
+std::string place_default_name();
+
+// " --name NAME", empty for that camera: what a suggested command must have added.
 std::string place_name_option(const std::string &name);

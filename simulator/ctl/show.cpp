@@ -18,14 +18,24 @@ static bool tells_of_a_finding(const std::string &output)
            output.find("Sanitizer: ") != std::string::npos;
 }
 
-std::string show_reports(const place &where)
+std::vector<std::string> show_report_files(const place &where)
 {
-    std::string reports = tells_of_a_finding(place_read(where, "output")) ? where.run + "/output" : "";
+    std::vector<std::string> files;
     std::error_code error;
+    if (tells_of_a_finding(place_read(where, "output")))
+        files.emplace_back("output");
     for (const fs::directory_entry &entry : fs::directory_iterator(where.run, error)) {
         if (entry.path().filename().string().starts_with("report."))
-            reports += (reports.empty() ? "" : ", ") + entry.path().string();
+            files.push_back(entry.path().filename());
     }
+    return files;
+}
+
+std::string show_reports(const place &where)
+{
+    std::string reports;
+    for (const std::string &file : show_report_files(where))
+        reports += (reports.empty() ? "" : ", ") + where.run + "/" + file;
     return reports;
 }
 
@@ -77,6 +87,7 @@ struct camera_view {
     json_ptr stage;
     json_ptr cloud;
     std::string state;
+    std::string seed;
     std::string reports;
     bool bound = false;
     bool binding_known = false;
@@ -103,7 +114,9 @@ static void look_around(const ctl_request &request, camera_view &view)
     const json_ptr binding = ask_quietly(get);
     view.bound = json_get_text(json_member(binding, "done"), "value") == "ok";
     view.binding_known = binding && serves(view.stage, "store");
-    view.state = json_get_text(json_parse(place_read(request.where, "about")).get(), "state");
+    const json_ptr about = json_parse(place_read(request.where, "about"));
+    view.state = json_get_text(about.get(), "state");
+    view.seed = json_get_text(about.get(), "seed");
     view.reports = show_reports(request.where);
 }
 
@@ -117,7 +130,8 @@ static std::string view_text(const ctl_request &request, const camera_view &view
     for (size_t i = 0; programs != nullptr && i < json_object_array_length(programs); i++)
         text += program_line(json_object_array_get_idx(programs, i));
     text += network_line(json_member(view.cloud, "done")) + binding_line(view.binding_known, view.bound);
-    text += "state     " + view.state + "\nrun       " + request.where.run + "\n";
+    text +=
+        "state     " + view.state + "\nrun       " + request.where.run + "\nseed      " + view.seed + "\n";
     if (!view.reports.empty())
         text += "a sanitizer found something: " + view.reports + "\n";
     return text;
@@ -136,6 +150,7 @@ int show_status(const ctl_request &request)
     json_object_object_add(done, "bound", view.binding_known ? json_object_new_boolean(view.bound) : nullptr);
     json_set_text(done, "state", view.state);
     json_set_text(done, "run", request.where.run);
+    json_set_text(done, "seed", view.seed);
     json_set_text(done, "reports", view.reports);
     return say_done(request, done, view_text(request, view));
 }

@@ -10,5 +10,8 @@ int show_head(const ctl_request &request);
 int show_log(const ctl_request &request);
 int show_statistics(const ctl_request &request);
 
-// Files in which a sanitizer reported what it found in this run, as one text; empty: none.
+// Files of the run folder in which a sanitizer reported what it found in this run.
+std::vector<std::string> show_report_files(const place &where);
+
+// Their paths as one text; empty: none.
 std::string show_reports(const place &where);

@@ -46,13 +46,19 @@ static constexpr option_row option_rows[] = { { "--unbound", "cloud" } };
 
 static bool take_option(stage &stage, const std::string &text)
 {
+    const std::string seed = "--seed=";
+    if (text.starts_with(seed)) {
+        for (program &program : stage.programs)
+            program.seed = text.substr(seed.size());
+        return true;
+    }
     for (const option_row &row : option_rows) {
         if (text != row.name)
             continue;
         stage_find_program(stage, row.program)->options.push_back(row.name);
         return true;
     }
-    fprintf(stderr, "stage: \"%s\" is unknown; the one option is --unbound\n", text.c_str());
+    fprintf(stderr, "stage: \"%s\" is unknown; it takes --seed=TEXT and --unbound\n", text.c_str());
     return false;
 }
 

@@ -32,12 +32,20 @@ static std::vector<char *> command_of(const program &program)
     return words;
 }
 
-static std::vector<char *> environment_of(const program &program)
+// Each life has numbers of its own: a daemon that comes back does not repeat the request ids of the last one.
+static std::string seed_entry(const program &program)
+{
+    return "CAMERA_SEED=" + program.seed + "/" + program.row->name + "/" + std::to_string(program.lives);
+}
+
+static std::vector<char *> environment_of(const program &program, std::string &seed)
 {
     std::vector<char *> entries;
     // The first of two entries with one name counts.
     for (const char *const *entry = program.row->environment; *entry != nullptr; entry++)
         entries.push_back(const_cast<char *>(*entry));
+    if (!program.seed.empty())
+        entries.push_back(seed.data());
     for (char **entry = environ; *entry != nullptr; entry++)
         entries.push_back(*entry);
     entries.push_back(nullptr);
@@ -63,7 +71,8 @@ static int spawn(const program &program, pid_t &pid)
     posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
 
     std::vector<char *> command = command_of(program);
-    std::vector<char *> environment = environment_of(program);
+    std::string seed = seed_entry(program);
+    std::vector<char *> environment = environment_of(program, seed);
     int error = posix_spawn(&pid, command[0], &files, &attributes, command.data(), environment.data());
     posix_spawn_file_actions_destroy(&files);
     posix_spawnattr_destroy(&attributes);
@@ -73,6 +82,7 @@ static int spawn(const program &program, pid_t &pid)
 void program_start(program &program)
 {
     pid_t pid = -1;
+    program.lives++;
     int error = spawn(program, pid);
     program.started_ns = clock_monotonic_ns();
     program.again = false;

@@ -27,10 +27,12 @@ enum class program_state { stopped, running, ending, waiting };
 struct program {
     const program_row *row = nullptr;
     std::vector<const char *> options = {}; // after the row's command
+    std::string seed = {};                  // of its random numbers, with its name and life; empty: none
     program_state state = program_state::stopped;
     pid_t pid = -1;
     bool again = false;        // ending: is started again at once
-    int restarts = 0;          // since the camera was started
+    int lives = 0;             // since the camera was started, also over a reboot
+    int restarts = 0;          // without those that a reboot began
     int counted = 0;           // of them, in the file of restarts
     int last_pause_ms = 0;     // before its present life
     int64_t started_ns = 0;    // virtual

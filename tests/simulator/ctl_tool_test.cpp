@@ -22,11 +22,11 @@ struct tool_result {
     std::string err;
 };
 
-// Runs the tool with a command line as a shell reads it.
-static tool_result tool(const std::string &line)
+// Runs a tool with a command line as a shell reads it.
+static tool_result tool_at(const std::string &program, const std::string &line)
 {
     const std::string err = desk_path("tool_err");
-    const std::string whole = CAMERA_PROGRAMS "/ctl " + line + " 2>" + err;
+    const std::string whole = program + " " + line + " 2>" + err;
     tool_result result;
     FILE *pipe = popen(whole.c_str(), "r"); // NOLINT(cert-env33-c): the lines are the cases' own
     char part[1024];
@@ -37,6 +37,11 @@ static tool_result tool(const std::string &line)
     result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     result.err = desk_file(err);
     return result;
+}
+
+static tool_result tool(const std::string &line)
+{
+    return tool_at(CAMERA_PROGRAMS "/ctl", line);
 }
 
 // A session folder and a home of the case's own.
@@ -115,12 +120,40 @@ STORY(ctl_tool, does_not_take_params_that_are_no_json)
     EXPECT_NE(result.err.find("\"off\" is no JSON"), std::string::npos) << result.err;
 }
 
-STORY(ctl_run, names_the_build_that_is_not_there)
+STORY(ctl_run, names_the_presets_when_there_is_no_such)
 {
     own_folders();
     const tool_result result = tool("run --preset gold");
     EXPECT_EQ(result.status, 2);
-    EXPECT_EQ(result.err, "there is no build of the preset \"gold\"; ./camera run --preset gold makes it\n");
+    EXPECT_EQ(result.err, "there is no preset \"gold\"; take \"release\", \"dev\", \"asan\" or \"tsan\"\n");
+}
+
+STORY(ctl_run, names_the_build_that_is_not_there)
+{
+    own_folders();
+    place where;
+    std::string reason;
+    ASSERT_TRUE(place_find("porch", "", where, reason)) << reason;
+    // The tool alone, in a build folder without others beside it.
+    const std::string copy = desk_path("build") + "/mine/simulator";
+    fs::create_directories(copy);
+    fs::copy_file(CAMERA_PROGRAMS "/ctl", copy + "/ctl");
+
+    const tool_result result = tool_at(copy + "/ctl", "run --preset tsan");
+
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.err, "there is no build of the preset \"tsan\"; ./camera run --preset tsan makes it\n");
+}
+
+STORY(ctl_run, takes_no_seed_that_is_no_number)
+{
+    own_folders();
+    for (const char *seed : { "abc", "-1", "1234567890123456789" }) {
+        const tool_result result = tool(std::string("run --detach --name nobody --seed ") + seed);
+        EXPECT_EQ(result.status, 2) << seed;
+        EXPECT_EQ(result.err,
+                  std::string("\"") + seed + "\" is no seed; take a number of at most 18 digits\n");
+    }
 }
 
 STORY(ctl_run, says_what_helps_where_the_system_forbids_the_sandbox_and_starts_nothing)

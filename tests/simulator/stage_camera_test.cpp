@@ -176,9 +176,8 @@ STORY(a_program, has_a_session_of_its_own_and_no_input)
 {
     stage_desk desk;
     boot(desk, "read line || : > $CAMERA_RUN/ready; sleep 100"); // which waits for the file
-                                                                 // EXPECT_EQ(getsid(stage_desk_program(desk,
-                                                                 // "daemon").pid), stage_desk_program(desk,
-                                                                 // "daemon").pid);
+    const pid_t pid = stage_desk_program(desk, "daemon").pid;
+    EXPECT_EQ(getsid(pid), pid);
     stage_desk_close(desk);
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // One sequence of numbers for all threads: a counter and a mixing function, so that no lock is needed.
-// $CAMERA_SEED makes it the same every time.
+// $CAMERA_SEED makes it the same every time; stage gives each program of a camera, and each of its lives, one
+// of its own.
 #include "contract.h"
 
 #include <sys/random.h>

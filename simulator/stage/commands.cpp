@@ -36,6 +36,7 @@ static constexpr command_row command_rows[] = {
     { "clock.step",         command_clock_step,    true  },
     { "serve",              command_serve,         false },
     { "clock.timer",        command_timer,         false },
+    { "clock.wait",         command_clock_wait,    false },
     { "body.led",           command_led,           false },
     { "body.led_priority",  command_led_priority,  false },
     { "body.motor",         command_motor,         false },

@@ -37,6 +37,9 @@ json_object *command_timer(stage &stage, connection &client, json_object *argume
 void clock_run(stage &stage);
 void clock_forget(stage &stage, uint64_t client);
 
+// moments.cpp
+json_object *command_clock_wait(stage &stage, connection &client, json_object *arguments);
+
 // body_commands.cpp; body_run tells what has become of the head
 json_object *command_leds(stage &stage, connection &client, json_object *arguments);
 json_object *command_head(stage &stage, connection &client, json_object *arguments);

@@ -2,6 +2,8 @@
 #include "stage/commands.h"
 #include "stage/stage.h"
 
+#include "common/clock.h"
+
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -65,6 +67,8 @@ void stage_turn(stage &stage, int signal_fd, int longest_ms)
     int64_t clock_ns = clock_driver_run(stage.clock, stage_is_whole(stage) ? stage_due_ns(stage) : 0);
     if (clock_ns >= 0)
         wait_ns = std::min(wait_ns, clock_ns);
+    // How long the host waits for a moment depends on how far the clock may run by now.
+    wait_ns = std::min<int64_t>(wait_ns, clock_host_wait_ms(stage_due_ns(stage)) * ns_per_ms);
 
     std::vector<pollfd> watched = { { .fd = signal_fd, .events = POLLIN, .revents = 0 } };
     server_watch(stage.control, watched);

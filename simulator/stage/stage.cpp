@@ -7,6 +7,7 @@
 #include "common/journal.h"
 #include "common/json.h"
 #include "stage/commands.h"
+#include "stage/moments.h"
 #include "stage/restart.h"
 
 #include <sys/wait.h>
@@ -145,6 +146,7 @@ void stage_stop(stage &stage)
         return;
     stage.phase = stage_phase::stopping;
     refuse_awaited(stage, "the camera is stopping");
+    moments_refuse(stage, "the camera is stopping");
     program *daemon = stage_find_program(stage, "daemon");
     if (daemon != nullptr)
         program_end(*daemon, daemon->row->end_signal, daemon->row->grace_ms, false);
@@ -197,6 +199,8 @@ static void count_restarts(stage &stage)
 int64_t stage_due_ns(const stage &stage)
 {
     int64_t due_ns = head_news_due_ns(stage.body.head);
+    for (const awaited_moment &awaited : stage.moments)
+        due_ns = std::min(due_ns, awaited.due_ns);
     if (stage.key.held)
         due_ns = std::min(due_ns, stage.key.release_ns);
     for (const program &program : stage.programs) {
@@ -233,7 +237,8 @@ int stage_run(stage &stage)
         wait_ms = std::min(wait_ms, run_start(stage));
     if (stage.phase == stage_phase::stopping)
         run_stop(stage);
-    return std::min(wait_ms, clock_host_wait_ms(stage_due_ns(stage)));
+    moments_run(stage);
+    return wait_ms;
 }
 
 void stage_reap(stage &stage)

@@ -55,6 +55,12 @@ struct rotation_post_request {
     int64_t deadline_ms = 0; // host
 };
 
+// Who is answered when the virtual clock gets there.
+struct awaited_moment {
+    uint64_t client = 0; // connection
+    int64_t due_ns = 0;
+};
+
 struct stage {
     stage_phase phase = stage_phase::starting;
     std::vector<program> programs; // in the order in which they are started
@@ -62,6 +68,7 @@ struct stage {
     routing routes;
     std::set<uint64_t> kits; // connections that hear the events of the body
     std::vector<awaited_event> awaited;
+    std::vector<awaited_moment> moments;
     std::vector<uint64_t> stoppers; // connections that asked for the stop
     body_state body;
     key_hold key;

@@ -11,6 +11,7 @@
 #include "ctl/store.h"
 #include "ctl/switches.h"
 #include "ctl/talk.h"
+#include "ctl/wait.h"
 #include "ctl/with.h"
 
 #include <algorithm>
@@ -30,6 +31,7 @@ static constexpr ctl_command table[] = {
     { "call",           "METHOD [PARAMS]",      1, 2, "",         "send a request as the cloud would, show what follows",     call_method    },
     { "log",            "",                     0, 0, "--follow", "what has happened so far",                                 show_log       },
     { "stats",          "",                     0, 0, "--follow", "the statistics objects that the daemon has reported",      show_statistics },
+    { "wait",           "WHAT",                 1, any_number, "--within --since", "wait until it has come, in the camera's own time",    wait_command, wait_help },
     { "leds",           "",                     0, 0, "",         "what the two status LEDs show",                            show_leds      },
     { "head",           "",                     0, 0, "",         "where the head points",                                    show_head      },
     { "key press",      "",                     0, 0, "",         "press the reset key",                                      press_key      },
@@ -202,7 +204,7 @@ std::string commands_help_for(const ctl_command &command)
         if (takes(command, row.name))
             text += option_line(row);
     }
-    return text;
+    return command.more == nullptr ? text : text + "\n" + command.more();
 }
 
 static json_object *describe(const ctl_command &row)

@@ -32,6 +32,7 @@ struct ctl_command {
     const char *options; // that it takes beside --name, --json and --help, by their names with blanks between
     const char *help;    // one line
     int (*run)(const ctl_request &request);
+    std::string (*more)() = nullptr; // further help, after the options
 };
 
 // In the order in which help shows them.

@@ -58,14 +58,15 @@ pid_t interrupts_fork(void)
     return pid;
 }
 
-int interrupts_wait_for(pid_t pid)
+pid_t interrupts_wait(int &status)
 {
     siginfo_t about = {};
-    int status = -1;
     // First noticed, then forgotten, then reaped: its number is never another process's.
-    while (waitid(P_PID, static_cast<id_t>(pid), &about, WEXITED | WNOWAIT) != 0 && errno == EINTR) {
+    while (waitid(P_ALL, 0, &about, WEXITED | WNOWAIT) != 0) {
+        if (errno != EINTR)
+            return -1;
     }
-    child = 0;
-    waitpid(pid, &status, 0);
-    return status;
+    if (about.si_pid == child)
+        child = 0;
+    return waitpid(about.si_pid, &status, 0);
 }

@@ -12,8 +12,10 @@ void interrupts_release(void);
 
 int interrupts_count(void);
 
-// fork(2) and the end of that child, after interrupts_watch. For the child they are released. Until it has
-// ended it also gets each that somebody sends to this process alone; one that is typed at a terminal reaches
-// both by itself. The second returns its status as waitpid(2) tells it.
+// fork(2), after interrupts_watch. For the child they are released. Until interrupts_wait has given it out it
+// also gets each that somebody sends to this process alone; one that is typed at a terminal reaches both by
+// itself.
 pid_t interrupts_fork(void);
-int interrupts_wait_for(pid_t pid);
+
+// Waits until any child of this process has ended, and returns it with its status as waitpid(2) tells it.
+pid_t interrupts_wait(int &status);

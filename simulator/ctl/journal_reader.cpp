@@ -70,23 +70,32 @@ static bool read_more(journal_reader &reader)
     return true;
 }
 
-// false: a signal came. Where the system has no watch left to give, the file is looked at often instead.
-static bool wait_for_change(const journal_reader &reader, int64_t left_ms)
+// false: a signal came, or something for the other descriptor. Where the system has no watch left to give,
+// the file is looked at often instead.
+static bool wait_for_change(const journal_reader &reader, int64_t left_ms, int other_fd)
 {
     constexpr int64_t unwatched_ms = 20;
     constexpr int64_t watched_ms = 1000;
-    pollfd entry = { reader.watch, POLLIN, 0 };
+    pollfd entries[] = { { reader.watch, POLLIN, 0 }, { other_fd, POLLIN, 0 } };
     const int64_t most = reader.watch < 0 ? unwatched_ms : watched_ms;
-    if (poll(&entry, 1, static_cast<int>(std::min(left_ms, most))) < 0)
+    if (poll(entries, std::size(entries), static_cast<int>(std::min(left_ms, most))) < 0)
         return errno != EINTR;
     char events[4096];
     ssize_t count = 1;
     while (reader.watch >= 0 && count > 0)
         count = read(reader.watch, events, sizeof(events));
-    return true;
+    return entries[1].revents == 0;
 }
 
-json_ptr journal_reader_next(journal_reader &reader, int host_ms)
+void journal_reader_go_to(journal_reader &reader, int64_t bytes)
+{
+    open_file(reader);
+    reader.held.clear();
+    if (reader.fd >= 0)
+        lseek(reader.fd, bytes, SEEK_SET);
+}
+
+json_ptr journal_reader_next(journal_reader &reader, int host_ms, int other_fd)
 {
     const int64_t deadline = host_time_ms() + host_ms;
     for (;;) {
@@ -95,7 +104,7 @@ json_ptr journal_reader_next(journal_reader &reader, int host_ms)
         if (read_more(reader))
             continue;
         const int64_t left = deadline - host_time_ms();
-        if (left <= 0 || !wait_for_change(reader, left))
+        if (left <= 0 || !wait_for_change(reader, left, other_fd))
             return nullptr;
     }
 }

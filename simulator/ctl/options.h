@@ -10,6 +10,8 @@ struct ctl_options {
     std::string state; // "": the usual place
     std::string preset;
     std::string seed; // "": a fresh one
+    std::string within;
+    std::string since;
     bool help = false;
     bool json = false;
     bool detach = false;

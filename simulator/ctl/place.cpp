@@ -19,8 +19,8 @@
 namespace fs = std::filesystem;
 
 // What a run leaves behind, besides the lock. A name that ends with "*" stands for all that begin so.
-static constexpr const char *run_files[] = { "about", "control",  "journal", "output",
-                                             "page",  "report.*", "store" };
+static constexpr const char *run_files[] = { "about",  "control", "journal",  "last_order",
+                                             "output", "page",    "report.*", "store" };
 static constexpr const char *state_files[] = { "nvram*", "cloud.json", "cloud.json.new" };
 
 static std::string environment(const char *name, const std::string &otherwise)
@@ -48,6 +48,10 @@ static std::string state_folder(const std::string &name, const std::string &want
     std::error_code error;
     if (!wanted.empty())
         return fs::absolute(wanted, error).lexically_normal();
+    // Where "with" has put the camera that its command means by default.
+    const std::string fresh = environment("CAMERA_STATE", "");
+    if (!fresh.empty() && name == place_default_name())
+        return fresh;
     const std::string home = environment("HOME", "/tmp");
     return environment("XDG_STATE_HOME", home + "/.local/state") + "/kivo_camwarden/" + name;
 }

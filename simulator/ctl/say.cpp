@@ -4,6 +4,8 @@
 #include "common/control.h"
 
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 
 static void print(const std::string &line)
 {
@@ -51,6 +53,22 @@ int say_could_not(const ctl_request &request, const std::string &sentence)
 json_ptr command_of(const char *name)
 {
     return json_of("do", name);
+}
+
+static constexpr char last_order[] = "last_order";
+
+json_ptr order_camera(const ctl_request &request, const json_ptr &command, int &status)
+{
+    std::error_code error;
+    const uintmax_t size = std::filesystem::file_size(request.where.run + "/journal", error);
+    if (!error)
+        place_write(request.where, last_order, std::to_string(size));
+    return ask_camera(request, command, status);
+}
+
+int64_t say_last_order(const place &where)
+{
+    return strtoll(place_read(where, last_order).c_str(), nullptr, 10);
 }
 
 json_object *json_member(const json_ptr &object, const char *key)

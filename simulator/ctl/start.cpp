@@ -16,6 +16,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 
 static constexpr int longest_start_ms = 20'000;
 static constexpr int look_ms = 100; // how often the sandbox is looked at while nothing is written
@@ -31,7 +32,8 @@ static std::string fresh_seed()
 
 static bool choose_seed(const ctl_request &request, camera_start &start, int &status)
 {
-    const std::string &given = request.options.seed;
+    const char *usual = getenv("CAMERA_SEED"); // of the camera that "with" has started
+    const std::string given = request.options.seed.empty() && usual != nullptr ? usual : request.options.seed;
     start.seed = given.empty() ? fresh_seed() : given;
     if (start.seed.size() <= 18 && start.seed.find_first_not_of("0123456789") == std::string::npos)
         return true;
@@ -191,6 +193,14 @@ bool start_camera(const ctl_request &request, camera_start &start, int &status)
     if (start.pid > 0 && !start.over && kill(start.pid, SIGKILL) == 0)
         wait_for(start.pid);
     return false;
+}
+
+void start_let_go(camera_start &start)
+{
+    start.pid = -1;
+    if (start.lock >= 0)
+        close(start.lock);
+    start.lock = -1;
 }
 
 void start_ask_stop(void)

@@ -25,14 +25,19 @@ static bool end_at_once(const place &where)
            place_wait_stopped(where, patience_ms);
 }
 
-int stop_camera(const ctl_request &request)
+bool steer_end_camera(const place &where)
 {
     constexpr int patience_ms = 10'000;
+    ask_quietly(command_of("stop"));
+    return place_wait_stopped(where, patience_ms) || end_at_once(where);
+}
+
+int stop_camera(const ctl_request &request)
+{
     const place &where = request.where;
     if (!place_is_running(where))
         return say_could_not(request, "camera \"" + where.name + "\" does not run");
-    const json_ptr answer = ask_quietly(command_of("stop"));
-    if (!place_wait_stopped(where, patience_ms) && !end_at_once(where))
+    if (!steer_end_camera(where))
         return say_could_not(request, "camera \"" + where.name + "\" does not end; its output is in " +
                                           where.run + "/output");
     const std::string reports = show_reports(where);
@@ -48,7 +53,7 @@ int kill_program(const ctl_request &request)
     const json_ptr command = command_of("kill");
     json_set_text(command.get(), "program", request.arguments[0]);
     int status = ctl_done;
-    const json_ptr done = ask_camera(request, command, status);
+    const json_ptr done = order_camera(request, command, status);
     if (!done)
         return status;
     return say_done(request, done.get(),
@@ -122,7 +127,7 @@ int restart_daemon(const ctl_request &request)
     journal_reader_open(journal, request.where.run, true);
     const json_ptr command = command_of("restart");
     json_set_text(command.get(), "program", "daemon");
-    const json_ptr done = ask_camera(request, command, status);
+    const json_ptr done = order_camera(request, command, status);
     if (!done)
         return status;
     const bool serves = wait_for_daemon(journal);

@@ -50,7 +50,7 @@ int store_get(const ctl_request &request)
 static int just_ask(const ctl_request &request, const json_ptr &command)
 {
     int status = ctl_done;
-    const json_ptr done = ask_camera(request, command, status);
+    const json_ptr done = order_camera(request, command, status);
     return done ? say_done(request, done.get(), "") : status;
 }
 

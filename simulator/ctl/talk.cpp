@@ -132,7 +132,7 @@ int talk_send(const ctl_request &request, const json_ptr &command)
     journal_reader journal;
     journal_reader_open(journal, request.where.run, true);
     int status = ctl_done;
-    const json_ptr sent = ask_camera(request, command, status);
+    const json_ptr sent = order_camera(request, command, status);
     if (!sent)
         return status;
     say(request, "sent    " + json_get_text(sent.get(), "text"));

@@ -10,6 +10,7 @@
 #include "ctl/say.h"
 #include "ctl/show.h"
 #include "ctl/start.h"
+#include "ctl/steer.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -39,6 +40,7 @@ static bool find_own_place(ctl_request &own, std::string &reason)
     own.options.fresh = true;
     setenv("CAMERA_RUN", own.where.run.c_str(), 1);
     setenv("CAMERA_NAME", own.where.name.c_str(), 1);
+    setenv("CAMERA_STATE", own.where.state.c_str(), 1);
     setenv("CAMERA_PRESET", preset_of(own.where).c_str(), 1);
     return true;
 }
@@ -66,23 +68,33 @@ static pid_t start_command(const std::vector<std::string> &line)
     _exit(status_not_executed);
 }
 
-static int run_command(const std::vector<std::string> &line)
+// The command may stop the camera, and even start it again: then it runs beside this process.
+static int run_command(const std::vector<std::string> &line, camera_start &start)
 {
-    const pid_t pid = start_command(line);
-    const int status = pid > 0 ? interrupts_wait_for(pid) : -1;
+    const pid_t command = start_command(line);
+    int status = -1;
+    for (pid_t ended = 0; command > 0 && ended != command && ended >= 0;) {
+        ended = interrupts_wait(status);
+        if (ended == start.pid)
+            start_let_go(start);
+    }
     return WIFSIGNALED(status) ? status_of_signal + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
-static void end_camera(const camera_start &start)
+static void end_camera(const place &where, camera_start &start)
 {
     const int64_t deadline = host_time_ms() + start_longest_stop_ms;
     const int interrupts = interrupts_count();
     start_ask_stop();
-    while (waitpid(start.pid, nullptr, WNOHANG) == 0) {
+    while (start.pid > 0) {
         if (interrupts_count() > interrupts || host_time_ms() > deadline)
             kill(start.pid, SIGKILL);
+        if (waitpid(start.pid, nullptr, WNOHANG) != 0)
+            start_let_go(start);
         usleep(5000);
     }
+    if (place_is_running(where))
+        steer_end_camera(where);
 }
 
 // true: a sanitizer has found something, which was shown.
@@ -116,9 +128,10 @@ int with_camera(const ctl_request &request)
             take_away(own.where);
         return status;
     }
+    setenv("CAMERA_SEED", start.seed.c_str(), 1);
     say_with_whom(own, start);
-    status = run_command(own.arguments);
-    end_camera(start);
+    status = run_command(own.arguments, start);
+    end_camera(own.where, start);
     if (show_findings(own.where) && status == 0)
         status = ctl_refused;
     take_away(own.where);

@@ -11,7 +11,7 @@
 static int ask_and_say(const ctl_request &request, const json_ptr &command, const std::string &text)
 {
     int status = ctl_done;
-    const json_ptr done = ask_camera(request, command, status);
+    const json_ptr done = order_camera(request, command, status);
     return done ? say_done(request, done.get(), text) : status;
 }
 
@@ -34,7 +34,7 @@ int hold_key(const ctl_request &request)
     const json_ptr command = command_of("key.hold");
     json_set_number(command.get(), "ms", ms);
     int status = ctl_done;
-    const json_ptr done = ask_camera(request, command, status, wait_as_long_as_it_takes);
+    const json_ptr done = order_camera(request, command, status, wait_as_long_as_it_takes);
     return done ? say_done(request, done.get(), "the reset key was held for " + text + " and is up again")
                 : status;
 }
@@ -65,7 +65,7 @@ static int step_clock(const ctl_request &request, const std::string &by)
     json_set_number(command.get(), "ms", ms);
     const int64_t begin_ms = host_time_ms();
     int status = ctl_done;
-    const json_ptr done = ask_camera(request, command, status, wait_as_long_as_it_takes);
+    const json_ptr done = order_camera(request, command, status, wait_as_long_as_it_takes);
     if (!done)
         return status;
     char took[64];

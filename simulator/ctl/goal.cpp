@@ -197,8 +197,9 @@ static bool look_at_head(const goal &goal, std::string &present)
     if (head == nullptr)
         return false;
     const std::string position = json_get_text(head, "h") + "," + json_get_text(head, "v");
-    present = "the head is at [" + position + "]";
-    return position == goal.value;
+    const bool moves = json_get_bool(head, "moves");
+    present = "the head is at [" + position + "]" + (moves ? ", on its way" : "");
+    return position == goal.value && !moves;
 }
 
 // Texts that cross a link or are logged, and prompts.
@@ -270,7 +271,7 @@ static constexpr goal_row rows[] = {
     { "store",   "[nvram|mem] KEY = VALUE",             "the store holds that value",                          take_value,    is_about_key,    is_value,        look_for_value },
     { "store",   "[nvram|mem] KEY unset",               "the store holds no value of that key",                take_unset,    is_about_key,    is_unset,        look_for_unset },
     { "led",     "0|1 off|steady|blink [BRIGHTNESS]",   "the LED shows that",                                  take_led,      is_about_led,    is_led,          look_at_led    },
-    { "head",    "H,V",                                 "the head is there, 0 to 100 each",                    take_position, is_about_head,   is_head,         look_at_head   },
+    { "head",    "H,V",                                 "the head rests there, 0 to 100 each",                    take_position, is_about_head,   is_head,         look_at_head   },
     { "message", "TEXT",                                "the daemon sends the cloud a message with that text", take_text,     is_message,      is_that_message, nullptr        },
     { "log",     "TEXT",                                "a program logs a line with that text",                take_text,     is_log,          is_that_log,     nullptr        },
     { "prompt",  "NAME",                                "the player has played that prompt",                   take_text,     is_about_player, is_prompt,       nullptr        },

@@ -14,7 +14,7 @@ static constexpr option_row rows[] = {
     { "--unbound", nullptr, "do not bind the camera to an account",                 &ctl_options::unbound, nullptr              },
     { "--seed",    "N",     "of the random numbers; the same one repeats them",     nullptr,               &ctl_options::seed   },
     { "--preset",  "P",     "build and run release (if not given), dev, asan, tsan", nullptr,              &ctl_options::preset },
-    { "--within", "TIME",   "how long, as in 300ms, 5s or 2min; 10s if not given",  nullptr,               &ctl_options::within },
+    { "--within", "TIME",   "how long, as in 500ms, 5s or 2m; 10s if not given",  nullptr,               &ctl_options::within },
     { "--since",   "N",     "count from line N of the journal on, \"start\" or \"last\"", nullptr,       &ctl_options::since  },
     { "--follow",  nullptr, "go on until Ctrl-C",                                   &ctl_options::follow,  nullptr              },
     { "--number",  nullptr, "the value is a number of 64 bits, not a text",         &ctl_options::number,  nullptr              },

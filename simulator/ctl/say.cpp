@@ -57,13 +57,13 @@ json_ptr command_of(const char *name)
 
 static constexpr char last_order[] = "last_order";
 
-json_ptr order_camera(const ctl_request &request, const json_ptr &command, int &status)
+json_ptr order_camera(const ctl_request &request, const json_ptr &command, int &status, int patience_ms)
 {
     std::error_code error;
     const uintmax_t size = std::filesystem::file_size(request.where.run + "/journal", error);
     if (!error)
         place_write(request.where, last_order, std::to_string(size));
-    return ask_camera(request, command, status);
+    return ask_camera(request, command, status, patience_ms);
 }
 
 int64_t say_last_order(const place &where)

@@ -24,7 +24,8 @@ json_ptr ask_camera(const ctl_request &request, const json_ptr &command, int &st
                     int patience_ms = usual_patience_ms);
 
 // The same for an order: what it changes comes after the moment that is noted here, for "wait --since last".
-json_ptr order_camera(const ctl_request &request, const json_ptr &command, int &status);
+json_ptr order_camera(const ctl_request &request, const json_ptr &command, int &status,
+                      int patience_ms = usual_patience_ms);
 
 // The size of the journal when the last order was given; 0: there was none.
 int64_t say_last_order(const place &where);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ctl/wait.h"
 
+#include "ctl/duration.h"
 #include "ctl/render.h"
 #include "ctl/say.h"
 #include "ctl/waiting.h"
@@ -8,36 +9,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
 static constexpr char usual_time[] = "10s";
-
-struct unit_row {
-    const char *name;
-    double ms;
-};
-
-// clang-format off
-static constexpr unit_row units[] = {
-    { "ms",  1         },
-    { "s",   1'000     },
-    { "min", 60'000    },
-    { "h",   3'600'000 },
-};
-// clang-format on
-
-int64_t wait_duration_ms(const std::string &text)
-{
-    constexpr double longest_ms = 1e15;
-    char *unit = nullptr;
-    const double number = strtod(text.c_str(), &unit);
-    const bool starts_well = !text.empty() && text[0] >= '0' && text[0] <= '9';
-    for (const unit_row &row : units) {
-        if (starts_well && strcmp(unit, row.name) == 0 && number * row.ms <= longest_ms)
-            return static_cast<int64_t>(number * row.ms);
-    }
-    return -1;
-}
 
 std::string wait_help()
 {
@@ -69,10 +42,10 @@ static bool read_order(const ctl_request &request, wait_order &order, std::strin
         text += (text.empty() ? "" : " ") + word;
     if (!goal_parse(text, order.wanted, reason))
         return false;
-    order.within_ms = wait_duration_ms(within);
+    order.within_ms = duration_ms(within);
     order.since = request.options.since;
     if (order.within_ms < 0)
-        reason = "\"" + within + "\" is no time; write it like 300ms, 5s, 2min or 1h";
+        reason = "\"" + within + "\" is no time to wait; write " + duration_units();
     else if (!order.since.empty() && order.since != "start" && order.since != "last" &&
              !is_number(order.since))
         reason = "--since takes a line's number of the journal, \"start\" or \"last\", not \"" + order.since +

@@ -7,8 +7,5 @@
 // 0: it has come. 1: it did not come in time, or the camera stopped; what was seen instead is printed.
 int wait_command(const ctl_request &request);
 
-// "5s", "300ms", "2min", "1.5h" in ms; -1: it is no time.
-int64_t wait_duration_ms(const std::string &text);
-
 // What can be waited for, and what counts.
 std::string wait_help();

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "stage/commands.h"
+#include "stage/moments.h"
 #include "stage/stage.h"
 
 #include "common/clock.h"
@@ -30,6 +31,7 @@ static void forget_gone(stage &stage)
         routing_forget(stage.control, stage.routes, id);
         stage.kits.erase(id);
         clock_forget(stage, id);
+        moments_forget(stage, id);
     }
 }
 

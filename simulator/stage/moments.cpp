@@ -28,6 +28,11 @@ void moments_run(stage &stage)
     });
 }
 
+void moments_forget(stage &stage, uint64_t client)
+{
+    std::erase_if(stage.moments, [&](const awaited_moment &awaited) { return awaited.client == client; });
+}
+
 void moments_refuse(stage &stage, const char *sentence)
 {
     for (const awaited_moment &awaited : stage.moments)

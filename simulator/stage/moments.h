@@ -7,5 +7,8 @@
 // Answers those whose moment has come.
 void moments_run(stage &stage);
 
+// Nobody waits any more who was that connection.
+void moments_forget(stage &stage, uint64_t client);
+
 // They come no more: the camera stops.
 void moments_refuse(stage &stage, const char *sentence);

@@ -39,6 +39,14 @@ static constexpr const char *environment[][2] = {
 };
 // clang-format on
 
+std::vector<std::string> sandbox_environment()
+{
+    std::vector<std::string> variables;
+    for (const auto &[name, value] : environment)
+        variables.push_back(std::string(name) + "=" + value);
+    return variables;
+}
+
 // The namespaces and the system's programs: what the trial and the camera have in common.
 static words walls()
 {

@@ -14,6 +14,9 @@
 // Tries an empty sandbox of the same kind. "": it works; otherwise one sentence that says what helps.
 std::string sandbox_trouble(const place &where);
 
+// What is in the environment of the programs inside, as "NAME=VALUE".
+std::vector<std::string> sandbox_environment();
+
 // Starts stage with its arguments as process 1 of a sandbox, which ends with the calling process. What is
 // printed inside goes to the run folder's "output". The returned process is the sandbox; -1 and errno.
 pid_t sandbox_start(const place &where, const std::vector<std::string> &stage_arguments);

@@ -8,10 +8,6 @@
 #include "ctl/say.h"
 #include "ctl/show.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 
@@ -63,35 +59,8 @@ int kill_program(const ctl_request &request)
 int reboot_camera(const ctl_request &request)
 {
     int status = ctl_done;
-    const json_ptr done = ask_camera(request, command_of("reboot"), status);
+    const json_ptr done = order_camera(request, command_of("reboot"), status);
     return done ? say_done(request, done.get(), "the camera has rebooted, its programs run again") : status;
-}
-
-// Runs the build tool without a word; words receives what it said.
-static int build_daemon(const std::string &build, std::string &words)
-{
-    int ends[2];
-    if (pipe(ends) != 0)
-        return -1;
-    const pid_t pid = fork();
-    if (pid == 0) {
-        dup2(ends[1], STDOUT_FILENO);
-        dup2(ends[1], STDERR_FILENO);
-        close(ends[0]);
-        close(ends[1]);
-        execute({ "cmake", "--build", build, "--target", "kivo_camwarden" });
-        _exit(127);
-    }
-    close(ends[1]);
-    char buffer[4096];
-    ssize_t count = 0;
-    while ((count = read(ends[0], buffer, sizeof(buffer))) > 0 || (count < 0 && errno == EINTR))
-        words.append(buffer, static_cast<size_t>(count > 0 ? count : 0));
-    close(ends[0]);
-    int status = -1;
-    while (pid > 0 && waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-    }
-    return status;
 }
 
 // The new daemon has announced its methods.
@@ -117,7 +86,7 @@ int restart_daemon(const ctl_request &request)
     const json_ptr about = json_parse(place_read(request.where, "about"));
     const std::string build = json_get_text(about.get(), "build", request.where.build);
     std::string words;
-    if (build_daemon(build, words) != 0) {
+    if (execute_and_listen({ "cmake", "--build", build, "--target", "kivo_camwarden" }, words) != 0) {
         if (!request.options.json)
             fputs(words.c_str(), stderr);
         return say_refused(request, "the daemon does not build, so the running one was left alone");

@@ -3,6 +3,7 @@
 #include "virtual_camera.h"
 
 #include "ctl/place.h"
+#include "ctl/show.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -133,6 +134,11 @@ TEST_F(foreground, interrupt_stops_everything_in_order)
     EXPECT_NE(log.find("kivo_camwarden says goodbye!"), std::string::npos) << log;
     EXPECT_NE(log.find("stage   the camera stops\n"), std::string::npos) << log;
     EXPECT_EQ(camera_do(camera, { "status" }).status, 2);
+    place where;
+    std::string reason;
+    ASSERT_TRUE(place_find(camera.name, "", where, reason)) << reason;
+    EXPECT_EQ(show_reports(where), "");
+    fs::remove_all(where.run);
 }
 
 class ordinary_user : public camera_case {};
@@ -155,23 +161,11 @@ static std::vector<std::string> as_ordinary_user(const std::string &folder)
 TEST_F(ordinary_user, runs_a_camera_too)
 {
     const std::vector<std::string> tool = as_ordinary_user(camera.folder);
-    const auto run = [&](const std::vector<std::string> &words) {
-        std::vector<std::string> line = tool;
-        line.insert(line.end(), words.begin(), words.end());
-        line.insert(line.end(), { "--name", camera.name, "--json" });
-        return run_program(line);
-    };
+    std::vector<std::string> line = tool;
+    line.insert(line.end(), { "with", "--", tool.back(), "call", "get_prop", R"(["power"])", "--json" });
 
-    const command_result started = run({ "run", "--detach", "--state", camera.folder + "/own" });
-    ASSERT_EQ(started.status, 0) << started.out << started.err;
-    const command_result called = run({ "call", "get_prop", R"(["power"])" });
-    const command_result stopped = run({ "stop" });
+    const command_result called = run_program(line);
 
+    EXPECT_EQ(called.status, 0) << called.err;
     EXPECT_NE(called.out.find(R"("result":["on"])"), std::string::npos) << called.out << called.err;
-    EXPECT_EQ(stopped.status, 0) << stopped.out << stopped.err;
-    fs::remove_all(json_get_text(json_parse(started.out.substr(0, started.out.find('\n'))).get(), "run"));
-    // What the fixture takes away is there for it.
-    place where;
-    std::string reason;
-    ASSERT_TRUE(place_find(camera.name, "", where, reason) && place_make_run(where, reason)) << reason;
 }

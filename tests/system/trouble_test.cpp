@@ -2,10 +2,12 @@
 // Programs that die, builds that fail, files that are broken, reboots.
 #include "virtual_camera.h"
 
+#include "ctl/place.h"
+#include "ctl/processes.h"
+
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 namespace fs = std::filesystem;
 
@@ -170,32 +172,12 @@ TEST_F(restarted, daemon_that_does_not_build_stays_as_it_is)
     EXPECT_EQ(camera_pid(camera, "daemon"), daemon);
 }
 
-// The only child of a process of this system.
-static pid_t child_of(pid_t parent)
-{
-    for (const fs::directory_entry &entry : fs::directory_iterator("/proc")) {
-        std::ifstream stat(entry.path() / "stat");
-        std::string text;
-        pid_t ppid = 0;
-        char state = 0;
-        std::getline(stat, text);
-        const size_t name_end = text.rfind(')');
-        if (name_end == std::string::npos)
-            continue;
-        std::istringstream rest(text.substr(name_end + 1));
-        if (rest >> state >> ppid && ppid == parent)
-            return std::stoi(entry.path().filename());
-    }
-    return -1;
-}
-
 static pid_t process_one(const virtual_camera &camera)
 {
-    std::ifstream file(camera.run + "/about");
-    std::string text;
-    std::getline(file, text);
-    const auto keeper = static_cast<pid_t>(json_get_number(json_parse(text).get(), "keeper"));
-    return child_of(child_of(keeper));
+    place where;
+    std::string reason;
+    EXPECT_TRUE(place_find(camera.name, "", where, reason)) << reason;
+    return processes_stage(where);
 }
 
 class rebooted : public camera_case {};
@@ -241,16 +223,13 @@ TEST_F(damaged, nvram_file_is_set_aside_and_the_camera_starts_from_the_factory_d
     camera_start(camera);
     EXPECT_EQ(camera_do(camera, { "store", "set", "night_mode", "2" }).status, 0);
     camera_stop(camera);
-    std::ofstream(camera.folder + "/state/nvram.db", std::ios::trunc)
-        << "this is no database, it is a sentence";
+    std::ofstream(camera.state + "/nvram.db", std::ios::trunc) << "this is no database, it is a sentence";
 
-    const command_result result =
-        camera_do(camera, { "run", "--detach", "--state", camera.folder + "/state" });
+    const command_result result = camera_do(camera, { "run", "--detach", "--state", camera.state });
 
     EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_NE(result.out.find("was set aside as " + camera.folder + "/state/nvram.db.damaged"),
-              std::string::npos)
+    EXPECT_NE(result.out.find("was set aside as " + camera.state + "/nvram.db.damaged"), std::string::npos)
         << result.out;
     EXPECT_EQ(camera_value(camera, "nvram", "night_mode"), "0");
-    EXPECT_TRUE(fs::exists(camera.folder + "/state/nvram.db.damaged-1"));
+    EXPECT_TRUE(fs::exists(camera.state + "/nvram.db.damaged-1"));
 }

@@ -3,9 +3,10 @@
 
 #include "common/control.h"
 #include "common/host_time.h"
+#include "ctl/execute.h"
 #include "ctl/place.h"
 #include "ctl/render.h"
-#include "ctl/show.h"
+#include "ctl/waiting.h"
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -13,7 +14,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -30,37 +30,49 @@ static std::string whole_file(const std::string &path)
     return text.str();
 }
 
+// What a program reads and writes.
+struct channels {
+    int in;
+    int out;
+    int err;
+};
+
 static void become(const std::vector<std::string> &line, const std::vector<std::string> &environment,
-                   const std::string &folder)
+                   const channels &channels)
 {
-    const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    const int out = open((folder + "/out").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    const int err = open((folder + "/err").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    dup2(nothing, STDIN_FILENO);
-    dup2(out, STDOUT_FILENO);
-    dup2(err, STDERR_FILENO);
+    dup2(channels.in, STDIN_FILENO);
+    dup2(channels.out, STDOUT_FILENO);
+    dup2(channels.err, STDERR_FILENO);
     for (const std::string &variable : environment)
         putenv(const_cast<char *>(variable.c_str()));
-    std::vector<char *> arguments;
-    for (const std::string &word : line)
-        arguments.push_back(const_cast<char *>(word.c_str()));
-    arguments.push_back(nullptr);
-    execvp(arguments[0], arguments.data());
+    execute(line);
     _exit(127);
+}
+
+static int file_for_words(const std::string &path)
+{
+    return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+}
+
+static int status_of(pid_t pid)
+{
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
 command_result run_program(const std::vector<std::string> &line, const std::vector<std::string> &environment)
 {
     char pattern[] = "/tmp/kivo-words-XXXXXX";
-    std::string folder = mkdtemp(pattern);
+    const std::string folder = mkdtemp(pattern);
     const pid_t pid = fork();
     if (pid == 0)
-        become(line, environment, folder);
-    int status = 0;
-    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-    }
+        become(line, environment,
+               { open("/dev/null", O_RDONLY | O_CLOEXEC), file_for_words(folder + "/out"),
+                 file_for_words(folder + "/err") });
     command_result result;
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    result.status = status_of(pid);
     result.out = whole_file(folder + "/out");
     result.err = whole_file(folder + "/err");
     fs::remove_all(folder);
@@ -81,13 +93,39 @@ json_ptr camera_ask(const virtual_camera &camera, std::vector<std::string> words
     return json_parse(result.out.substr(0, result.out.find('\n')));
 }
 
+// The tool holds the camera for a command that says when it begins, by giving back what it is told, and ends
+// with its input.
+static void hold_camera(virtual_camera &camera, const std::vector<std::string> &options)
+{
+    std::vector<std::string> line = { tool, "with", "--name", camera.name };
+    line.insert(line.end(), options.begin(), options.end());
+    line.insert(line.end(), { "--", "cat" });
+    int in[2] = { -1, -1 };
+    int out[2] = { -1, -1 };
+    ASSERT_TRUE(pipe2(in, O_CLOEXEC) == 0 && pipe2(out, O_CLOEXEC) == 0);
+    camera.with = fork();
+    if (camera.with == 0)
+        become(line, {}, { in[0], out[1], file_for_words(camera.folder + "/with") });
+    char up = 0;
+    camera.hold = in[1];
+    bool told = write(camera.hold, "!", 1) == 1;
+    close(in[0]);
+    close(out[1]);
+    told = told && read(out[0], &up, 1) == 1;
+    close(out[0]);
+    ASSERT_TRUE(told) << whole_file(camera.folder + "/with");
+}
+
 void camera_start(virtual_camera &camera, const std::vector<std::string> &options)
 {
-    std::vector<std::string> words = { "run", "--detach", "--json", "--state", camera.folder + "/state" };
-    words.insert(words.end(), options.begin(), options.end());
-    const command_result result = camera_do(camera, words);
-    ASSERT_EQ(result.status, 0) << result.out << result.err;
-    camera.run = json_get_text(json_parse(result.out.substr(0, result.out.find('\n'))).get(), "run");
+    if (camera.with < 0) {
+        hold_camera(camera, options);
+    } else {
+        std::vector<std::string> words = { "run", "--detach", "--state", camera.state };
+        words.insert(words.end(), options.begin(), options.end());
+        const command_result result = camera_do(camera, words);
+        ASSERT_EQ(result.status, 0) << result.out << result.err;
+    }
     journal_reader_close(camera.journal);
     journal_reader_open(camera.journal, camera.run, false);
 }
@@ -98,38 +136,16 @@ void camera_stop(virtual_camera &camera)
     EXPECT_EQ(result.status, 0) << result.out << result.err;
 }
 
-bool line_is(json_object *line, const line_like &like)
-{
-    for (const std::string &member : like) {
-        const size_t equals = member.find('=');
-        const std::string key = member.substr(0, equals);
-        if (!json_object_object_get_ex(line, key.c_str(), nullptr) ||
-            json_get_text(line, key.c_str()) != member.substr(equals + 1))
-            return false;
-    }
-    return true;
-}
-
 json_ptr camera_sees(virtual_camera &camera, const line_like &like, int deadline_ms)
 {
     constexpr size_t most_shown = 25;
-    const int64_t deadline = host_time_ms() + deadline_ms;
-    std::deque<std::string> last;
-    for (int64_t left = deadline_ms; left > 0; left = deadline - host_time_ms()) {
-        json_ptr line = journal_reader_next(camera.journal, static_cast<int>(left));
-        if (line && line_is(line.get(), like))
-            return line;
-        if (line)
-            last.push_back(render_entry(line.get()));
-        if (last.size() > most_shown)
-            last.pop_front();
-    }
-    std::string text = "did not see";
-    for (const std::string &member : like)
-        text += " " + member;
-    text += " in the journal; the last of what came instead:";
-    for (const std::string &line : last)
-        text += "\n" + line;
+    const goal goal = goal_of_line(like);
+    wait_result result = wait_for(goal, camera.journal, { .host_ms = deadline_ms });
+    if (result.end == wait_end::came)
+        return std::move(result.line);
+    std::string text = "did not see \"" + goal.text + "\" in the journal, which ends so:";
+    for (const json_ptr &line : wait_history(goal, camera.run, most_shown))
+        text += "\n" + render_entry(line.get());
     ADD_FAILURE() << text;
     return nullptr;
 }
@@ -183,10 +199,11 @@ bool camera_is_dark(const virtual_camera &camera)
 std::vector<json_ptr> camera_journal(const virtual_camera &camera, const line_like &like)
 {
     std::vector<json_ptr> lines;
+    const goal goal = goal_of_line(like);
     journal_reader reader;
     journal_reader_open(reader, camera.run, false);
     while (json_ptr line = journal_reader_next(reader, 0)) {
-        if (line_is(line.get(), like))
+        if (goal.row->is_it(goal, line.get()))
             lines.push_back(std::move(line));
     }
     journal_reader_close(reader);
@@ -196,21 +213,24 @@ std::vector<json_ptr> camera_journal(const virtual_camera &camera, const line_li
 void camera_make(virtual_camera &camera, const std::string &name)
 {
     char pattern[] = "/tmp/kivo-case-XXXXXX";
+    place where;
+    std::string reason;
     camera.folder = mkdtemp(pattern);
     camera.name = name + "-" + std::to_string(getpid());
+    ASSERT_TRUE(place_find(camera.name, "", where, reason)) << reason;
+    camera.run = where.run;
+    camera.state = where.run + ".state";
 }
 
 void camera_unmake(virtual_camera &camera)
 {
-    place where;
-    std::string reason;
     journal_reader_close(camera.journal);
-    ASSERT_TRUE(place_find(camera.name, "", where, reason)) << reason;
-    if (place_is_running(where))
-        camera_stop(camera);
-    EXPECT_EQ(show_reports(where), "") << "a sanitizer found something; what the programs printed:\n"
-                                       << place_read(where, "output");
-    fs::remove_all(where.run);
+    if (camera.with > 0) {
+        close(camera.hold);
+        EXPECT_EQ(status_of(camera.with), 0) << whole_file(camera.folder + "/with");
+        EXPECT_FALSE(fs::exists(camera.run));
+        EXPECT_FALSE(fs::exists(camera.state));
+    }
     fs::remove_all(camera.folder);
 }
 

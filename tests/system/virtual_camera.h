@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
-// virtual_camera.h - a camera for one test case: started and asked with the real tool, watched through its
-// journal. It has a name and a state folder of its own and is gone when the case ends.
+// virtual_camera.h - a camera for one test case: "with" starts it and takes it away, the real tool asks it,
+// and what happens in it is waited for as "wait" does. It has a name and a state folder of its own.
 #pragma once
 
 #include "common/json.h"
 #include "ctl/journal_reader.h"
 
 #include <gtest/gtest.h>
+
+#include <sys/types.h>
 
 #include <string>
 #include <vector>
@@ -23,7 +25,10 @@ using line_like = std::vector<std::string>;
 struct virtual_camera {
     std::string name;
     std::string folder;     // of this case; removed with it
-    std::string run;        // run folder, known once it was started
+    std::string run;        // run folder
+    std::string state;      // what outlives a stop
+    pid_t with = -1;        // the tool that has started it; it takes everything away
+    int hold = -1;          // its command ends when this is closed
     journal_reader journal; // where camera_sees has come to
 };
 
@@ -37,7 +42,8 @@ command_result camera_do(const virtual_camera &camera, std::vector<std::string> 
 // The "done" of a command's --json; fails the case when it was refused.
 json_ptr camera_ask(const virtual_camera &camera, std::vector<std::string> words);
 
-// Starts it in the background, with options of "run" beside name and state, and waits until it is up.
+// Starts it with these options and waits until it is up; once more after a stop, with the settings as they
+// were.
 void camera_start(virtual_camera &camera, const std::vector<std::string> &options = {});
 void camera_stop(virtual_camera &camera);
 
@@ -54,8 +60,6 @@ bool camera_is_dark(const virtual_camera &camera); // both LEDs are off
 
 // The lines of the journal so far that have these members.
 std::vector<json_ptr> camera_journal(const virtual_camera &camera, const line_like &like);
-
-bool line_is(json_object *line, const line_like &like);
 
 // A fixture that has a camera, and sees to it that nothing of it stays and that no sanitizer has found
 // anything.

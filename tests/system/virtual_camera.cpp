@@ -62,11 +62,14 @@ static int status_of(pid_t pid)
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-command_result run_program(const std::vector<std::string> &line, const std::vector<std::string> &environment)
+command_result run_program(const std::vector<std::string> &line, const std::vector<std::string> &environment,
+                           void (*prepare)(void))
 {
     char pattern[] = "/tmp/kivo-words-XXXXXX";
     const std::string folder = mkdtemp(pattern);
     const pid_t pid = fork();
+    if (pid == 0 && prepare != nullptr)
+        prepare();
     if (pid == 0)
         become(line, environment,
                { open("/dev/null", O_RDONLY | O_CLOEXEC), file_for_words(folder + "/out"),

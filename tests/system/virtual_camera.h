@@ -32,9 +32,9 @@ struct virtual_camera {
     journal_reader journal; // where camera_sees has come to
 };
 
-// Any program, with what it says.
+// Any program, with what it says. prepare: is called in its process first.
 command_result run_program(const std::vector<std::string> &line,
-                           const std::vector<std::string> &environment = {});
+                           const std::vector<std::string> &environment = {}, void (*prepare)(void) = nullptr);
 
 // The tool, with the camera's name.
 command_result camera_do(const virtual_camera &camera, std::vector<std::string> words);

@@ -242,7 +242,7 @@ static bool is_about_player(const goal &, json_object *line)
 
 static bool is_prompt(const goal &goal, json_object *line)
 {
-    return is(line, "who", "player") && is(line, "what", "played") && is(line, "prompt", goal.value);
+    return is(line, "who", "player") && is(line, "what", "played") && is(line, "name", goal.value);
 }
 
 static bool take_members(goal &goal, const std::string &words)
@@ -274,7 +274,7 @@ static constexpr goal_row rows[] = {
     { "head",    "H,V",                                 "the head rests there, 0 to 100 each",                    take_position, is_about_head,   is_head,         look_at_head   },
     { "message", "TEXT",                                "the daemon sends the cloud a message with that text", take_text,     is_message,      is_that_message, nullptr        },
     { "log",     "TEXT",                                "a program logs a line with that text",                take_text,     is_log,          is_that_log,     nullptr        },
-    { "prompt",  "NAME",                                "the player has played that prompt",                   take_text,     is_about_player, is_prompt,       nullptr        },
+    { "prompt",  "NAME",                                "the player has played that prompt to its end",               take_text,     is_about_player, is_prompt,       nullptr        },
     { "line",    "MEMBER=TEXT...",                      "a line with all these members is in the journal",     take_members,  is_any,          is_line,         nullptr        },
 };
 // clang-format on

@@ -194,7 +194,7 @@ int prop_set(const ctl_request &request)
 int prop_keep(const ctl_request &request)
 {
     int status = ctl_done;
-    const json_ptr done = ask_camera(request, command_with_values(request, "cloud.prop_keep"), status);
+    const json_ptr done = order_camera(request, command_with_values(request, "cloud.prop_keep"), status);
     if (!done)
         return status;
     std::string text;
@@ -221,7 +221,7 @@ int prop_pull(const ctl_request &request)
     int status = ctl_done;
     conversation talk;
     talk.id = talk_pull;
-    if (ask_camera(request, command, status))
+    if (order_camera(request, command, status))
         talk_listen(request, journal, talk);
     journal_reader_close(journal);
     if (status == ctl_done && !talk.answer)

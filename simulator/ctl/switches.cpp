@@ -25,7 +25,7 @@ static constexpr switch_row rows[] = {
 static int ask_and_say(const ctl_request &request, const json_ptr &command, const std::string &text)
 {
     int status = ctl_done;
-    const json_ptr done = ask_camera(request, command, status);
+    const json_ptr done = order_camera(request, command, status);
     return done ? say_done(request, done.get(), text) : status;
 }
 
@@ -78,12 +78,14 @@ int bind_camera(const ctl_request &request)
 int unbind_camera(const ctl_request &request)
 {
     int status = ctl_done;
-    if (!ask_camera(request, command_of("unbind"), status))
+    if (!order_camera(request, command_of("unbind"), status))
         return status;
     const json_ptr unset = command_of("store.unset");
     json_set_text(unset.get(), "space", "nvram");
     json_set_text(unset.get(), "key", "bind_status");
-    return ask_and_say(request, unset, "the camera is bound to nobody; ./camera bind binds it");
+    const json_ptr done = ask_camera(request, unset, status); // still the same order
+    return done ? say_done(request, done.get(), "the camera is bound to nobody; ./camera bind binds it")
+                : status;
 }
 
 int rotate_head(const ctl_request &request)
@@ -91,7 +93,7 @@ int rotate_head(const ctl_request &request)
     const json_ptr command = command_of("rotate");
     json_set_text(command.get(), "text", request.arguments[0]);
     int status = ctl_done;
-    const json_ptr done = ask_camera(request, command, status);
+    const json_ptr done = order_camera(request, command, status);
     if (!done)
         return status;
     return say_done(request, done.get(),

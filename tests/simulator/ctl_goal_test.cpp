@@ -136,6 +136,17 @@ TEST(ctl_goal, is_a_text_that_the_cloud_gets_or_a_program_logs)
     EXPECT_FALSE(fulfils("message selvar", log));
 }
 
+TEST(ctl_goal, is_a_prompt_that_was_played)
+{
+    const auto line = [](const std::string &what) {
+        return R"({"who":"player","what":")" + what + R"(","name":"reboot","lasts_ms":900,"at_ms":7000})";
+    };
+    EXPECT_TRUE(fulfils("prompt reboot", line("played")));
+    EXPECT_FALSE(fulfils("prompt reboot", line("playing")));
+    EXPECT_FALSE(fulfils("prompt bind", line("played")));
+    EXPECT_TRUE(tells_about("prompt bind", line("prompt")));
+}
+
 TEST(ctl_goal, is_any_line_of_the_journal_by_its_members)
 {
     EXPECT_TRUE(fulfils("line who=stage what=exit signal=9",

@@ -57,6 +57,12 @@ static void bring_back_cloud(void)
     nubo_spec_init(g_did, kit.otd_sock, msg_dispatcher);
 }
 
+static void bring_back_sound(void)
+{
+    if (kit.sound_fd < 1 && kit.ota != 1 && time_monotonic() != kit.reconnect_time)
+        sound_connect_retry();
+}
+
 static void bring_back_store(void)
 {
     if (kit.mc_fd < 1 && time_monotonic() != kit.reconnect_time)
@@ -91,6 +97,7 @@ int tick_handler(int fd)
     child_reap();
     keep_clock();
     bring_back_cloud();
+    bring_back_sound();
     bring_back_store();
     ask_status();
     lift_sound_ban();

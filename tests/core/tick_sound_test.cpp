@@ -1,6 +1,76 @@
 // SPDX-License-Identifier: MIT
-// The player in the one-second tick: the end of its being muted.
+// The player in the one-second tick: its link, and the end of its being muted.
 #include "tick_desk.h"
+
+struct tick_without_player : tick {
+    tick_without_player()
+    {
+        kit.sound_fd = 0;
+        bus.player_listens = true;
+    }
+    ~tick_without_player() override
+    {
+        sound_exit();
+    }
+};
+
+TEST_F(tick_without_player, brings_the_player_back_in_a_second_without_another_attempt)
+{
+    kit.reconnect_time = 1001;
+    ticks_at(1001);
+    EXPECT_EQ(calls_of("wrax_rcv_create"), texts{});
+    ticks_at(1002);
+    EXPECT_EQ(kit.sound_fd, 60);
+    EXPECT_EQ(kit.nfds, 1);
+    EXPECT_EQ(kit.reconnect_time, 1002U);
+    ticks_at(1003);
+    EXPECT_EQ(calls_of("wrax_rcv_create"), texts{}) << "it is up";
+}
+
+TEST_F(tick_without_player, does_not_bring_it_back_during_an_update)
+{
+    kit.ota = 1;
+    ticks_at(1002);
+    EXPECT_EQ(calls_of("wrax_rcv_create"), texts{});
+    kit.ota = 0;
+    ticks_at(1003);
+    EXPECT_EQ(kit.sound_fd, 60);
+}
+
+TEST_F(tick_without_player, waits_a_tick_when_the_cloud_link_has_just_been_tried)
+{
+    kit.otd_sock = 0;
+    ticks_at(1005);
+    EXPECT_EQ(calls_of("connect").size(), 1U);
+    EXPECT_EQ(calls_of("wrax_rcv_create"), texts{});
+    ticks_at(1006);
+    EXPECT_EQ(kit.sound_fd, 60);
+}
+
+TEST_F(tick_without_player, brings_the_player_back_before_the_store)
+{
+    selvar_nvram_exit();
+    kit.mc_fd = 0;
+    ticks_at(1002);
+    EXPECT_EQ(kit.sound_fd, 60);
+    EXPECT_EQ(calls_of("libselvar_config_open"), texts{});
+    ticks_at(1003);
+    EXPECT_EQ(kit.mc_fd, store.fd);
+}
+
+TEST_F(tick_without_player, that_stays_away_keeps_the_cloud_client_waiting)
+{
+    kit.otd_sock = 0;
+    bus.player_listens = false;
+    ticks_at(1004);
+    EXPECT_EQ(calls_of("connect").size(), 1U);
+    for (uint32_t second = 1005; second < 1025; second++) {
+        ticks_at(second);
+        EXPECT_EQ(calls_of("wrax_rcv_create").size(), 1U);
+        EXPECT_EQ(calls_of("connect"), texts{});
+        EXPECT_EQ(kit.sound_fd, -1);
+    }
+}
 
 // The player is up, and the head has moved at the moment of the clock.
 struct tick_after_a_movement : tick {

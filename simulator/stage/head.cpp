@@ -15,7 +15,8 @@ static int axis_at(const head_axis &axis, const head_rules &rules, int64_t now_n
 {
     if (now_ns >= axis_rest_ns(axis, rules))
         return axis.to;
-    const auto passed = static_cast<int>((now_ns - axis.start_ns) * rules.speed / ns_per_s);
+    const int64_t since_ns = std::max<int64_t>(now_ns - axis.start_ns, 0);
+    const auto passed = static_cast<int>(since_ns * rules.speed / ns_per_s);
     return axis.to < axis.from ? axis.from - passed : axis.from + passed;
 }
 
@@ -66,10 +67,10 @@ static void halt(head_axis &axis, const head_rules &rules, int64_t now_ns)
     axis = { .from = at, .to = at, .start_ns = now_ns };
 }
 
-// From now on the move is told; it is a new one when the head had settled.
+// From now on the move is told, at moments that go on when it is sent elsewhere.
 static void tell(head_state &head, int64_t now_ns)
 {
-    if (!head.told || !head.unsettled)
+    if (!head.told)
         head.tell_next_ns = now_ns + head_told_every_ns;
     head.told = true;
     head.unsettled = true;
@@ -131,7 +132,6 @@ static bool turn(head_state &head, const head_row &row, const head_request &requ
 {
     if (request.degrees <= 0 || !aim_row(head, row, positions_of(request.degrees, *row.rules), now_ns))
         return false;
-    head.told = head.told && head.unsettled;
     head.unsettled = true;
     return true;
 }

@@ -334,6 +334,18 @@ TEST(news, of_a_turn_that_the_app_sends_elsewhere_is_told)
     EXPECT_EQ(news_until(head, 60'000), (told{ { 1050, "rests [71,50]" } }));
 }
 
+TEST(news, of_a_head_that_is_sent_elsewhere_again_and_again_still_comes)
+{
+    head_state head;
+    told lines;
+    for (int64_t now_ms = 0; now_ms <= 450; now_ms += 150) {
+        for (const told_line &line : news_until(head, now_ms))
+            lines.push_back(line);
+        move_at(head, now_ms, go_to("[100,50]"));
+    }
+    EXPECT_EQ(lines, (told{ { 200, "moves [54,50]" }, { 400, "moves [58,50]" } }));
+}
+
 TEST(news, of_a_step_during_a_turn_comes_when_both_have_come_to_rest)
 {
     head_state head;

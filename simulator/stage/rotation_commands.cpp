@@ -7,6 +7,8 @@
 
 constexpr int look_ms = 2;               // between two looks at the block
 constexpr int64_t free_within_ms = 2000; // of host time
+constexpr int64_t made_within_ms = 300;  // by a daemon that has just been told to track
+constexpr int64_t made_after_ms = 50;    // that it appeared; what was posted before that would be lost
 constexpr int64_t taken_within_ms = 500;
 
 static const char *sentence(rotation_state state)
@@ -32,15 +34,28 @@ static void end(stage &stage, json_object *answer)
     server_answer(stage.control, stage.rotation.client, answer);
 }
 
+static bool may_change(const rotation_post_request &request, rotation_state state, int64_t host_ms)
+{
+    if (state == rotation_state::absent)
+        return host_ms < request.begin_ms + made_within_ms;
+    const bool others_at_it = state == rotation_state::waiting || state == rotation_state::locked;
+    return others_at_it && host_ms < request.begin_ms + free_within_ms;
+}
+
 static void try_to_post(stage &stage, int64_t host_ms)
 {
     rotation_post_request &request = stage.rotation;
-    const rotation_state state = rotation_post(stage.rotation_key, request.text);
-    const bool may_change = state == rotation_state::waiting || state == rotation_state::locked;
+    const bool fresh = host_ms < request.absent_ms + made_after_ms;
+    const rotation_state state =
+        fresh ? rotation_look(stage.rotation_key) : rotation_post(stage.rotation_key, request.text);
+    if (state == rotation_state::absent)
+        request.absent_ms = host_ms;
+    if (state == rotation_state::free && fresh)
+        return;
     if (state == rotation_state::free) {
         request.posted = true;
-        request.deadline_ms = host_ms + taken_within_ms;
-    } else if (!may_change || host_ms >= request.deadline_ms) {
+        request.begin_ms = host_ms;
+    } else if (!may_change(request, state, host_ms)) {
         end(stage, control_refused(sentence(state)));
     }
 }
@@ -49,7 +64,7 @@ static void see_it_taken(stage &stage, int64_t host_ms)
 {
     const rotation_state state = rotation_look(stage.rotation_key);
     const bool waits = state == rotation_state::waiting || state == rotation_state::locked;
-    if (waits && host_ms < stage.rotation.deadline_ms)
+    if (waits && host_ms < stage.rotation.begin_ms + taken_within_ms)
         return;
     json_object *done = json_object_new_object();
     json_object_object_add(done, "taken", json_object_new_boolean(state == rotation_state::free));
@@ -74,11 +89,9 @@ json_object *command_rotate(stage &stage, connection &client, json_object *argum
         return control_refused("a rotation is a text of 1 to 31 characters, such as [30,-15,0] or stop");
     if (stage.rotation.under_way)
         return control_refused("another rotation is being posted; try again in a moment");
-    stage.rotation = { .under_way = true,
-                       .posted = false,
-                       .text = text,
-                       .client = client.id,
-                       .deadline_ms = host_time_ms() + free_within_ms };
+    stage.rotation = {
+        .under_way = true, .posted = false, .text = text, .client = client.id, .begin_ms = host_time_ms()
+    };
     client.awaiting = true;
     return nullptr;
 }

@@ -51,8 +51,9 @@ struct rotation_post_request {
     bool under_way = false;
     bool posted = false; // and waits to be taken
     std::string text;
-    uint64_t client = 0;     // is answered then
-    int64_t deadline_ms = 0; // host
+    uint64_t client = 0;   // is answered then
+    int64_t begin_ms = 0;  // host; of the present state
+    int64_t absent_ms = 0; // host; when the block was last seen not to be there
 };
 
 // Who is answered when the virtual clock gets there.

@@ -131,6 +131,19 @@ STORY(a_rotation, is_refused_when_the_one_before_it_is_never_taken)
     close_scene(desk);
 }
 
+STORY(a_rotation, waits_a_moment_for_the_block_to_be_made)
+{
+    rotation_scene desk;
+    open_scene(desk);
+    stage_desk_send(desk.client, R"({"do":"rotate","text":"[1,1,0]"})");
+    ASSERT_TRUE(stage_desk_until(desk, [&] { return desk.camera.rotation.under_way; }));
+    make_block(desk);
+    ASSERT_TRUE(stage_desk_until(desk, [&] { return is_pending(desk); }));
+    take(desk);
+    EXPECT_EQ(stage_desk_receive(desk, desk.client), R"({"done":{"taken":true}})");
+    close_scene(desk);
+}
+
 STORY(a_rotation, is_refused_without_a_block)
 {
     rotation_scene desk;

@@ -19,9 +19,9 @@ int sound_recv(void);
 // 1 while the player is connected. A prompt may be played at any time.
 int sound_is_ready(void);
 
-// Plays the file name of the language's folder; "" for no language, and what has no folder speaks the
-// default one. With sound_queued it waits until it can be sent, and 0 says that it was loaded; otherwise
-// 0 says that it was sent. -1: dropped, with a log line.
+// Plays the file name below /mnt/data/sound/LANGUAGE/, or below /mnt/data/sound/ for the language "" and for
+// one that has no folder. With sound_queued it waits until it can be sent, and 0 says that it was loaded;
+// otherwise 0 says that it was sent. -1: dropped, with a log line.
 int sound_play(const char *name, int flags, const char *language);
 
 // Mute and unmute the player: what the bus made of it, negative on failure; -1 without a link.

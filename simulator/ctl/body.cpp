@@ -8,21 +8,14 @@
 #include <cstdio>
 #include <ctime>
 
-static int ask_and_say(const ctl_request &request, const json_ptr &command, const std::string &text)
-{
-    int status = ctl_done;
-    const json_ptr done = order_camera(request, command, status);
-    return done ? say_done(request, done.get(), text) : status;
-}
-
 int press_key(const ctl_request &request)
 {
-    return ask_and_say(request, command_of("key.press"), "the reset key is down");
+    return order_and_say(request, command_of("key.press"), "the reset key is down");
 }
 
 int release_key(const ctl_request &request)
 {
-    return ask_and_say(request, command_of("key.release"), "the reset key is up");
+    return order_and_say(request, command_of("key.release"), "the reset key is up");
 }
 
 int hold_key(const ctl_request &request)
@@ -33,10 +26,8 @@ int hold_key(const ctl_request &request)
         return say_could_not(request, "\"" + text + "\" is no time to hold a key; write " + duration_units());
     const json_ptr command = command_of("key.hold");
     json_set_number(command.get(), "ms", ms);
-    int status = ctl_done;
-    const json_ptr done = order_camera(request, command, status, wait_as_long_as_it_takes);
-    return done ? say_done(request, done.get(), "the reset key was held for " + text + " and is up again")
-                : status;
+    return order_and_say(request, command, "the reset key was held for " + text + " and is up again",
+                         wait_as_long_as_it_takes);
 }
 
 static std::string clock_text(json_object *clock)

@@ -113,3 +113,11 @@ json_ptr ask_camera(const ctl_request &request, const json_ptr &command, int &st
                                             place_name_option(name) + " shows what it did last");
     return nullptr;
 }
+
+int order_and_say(const ctl_request &request, const json_ptr &command, const std::string &text,
+                  int patience_ms)
+{
+    int status = ctl_done;
+    const json_ptr done = order_camera(request, command, status, patience_ms);
+    return done ? say_done(request, done.get(), text) : status;
+}

@@ -27,6 +27,10 @@ json_ptr ask_camera(const ctl_request &request, const json_ptr &command, int &st
 json_ptr order_camera(const ctl_request &request, const json_ptr &command, int &status,
                       int patience_ms = usual_patience_ms);
 
+// An order that is said to be done by text; the exit status.
+int order_and_say(const ctl_request &request, const json_ptr &command, const std::string &text,
+                  int patience_ms = usual_patience_ms);
+
 // The size of the journal when the last order was given; 0: there was none.
 int64_t say_last_order(const place &where);
 

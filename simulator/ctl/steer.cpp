@@ -58,9 +58,7 @@ int kill_program(const ctl_request &request)
 
 int reboot_camera(const ctl_request &request)
 {
-    int status = ctl_done;
-    const json_ptr done = order_camera(request, command_of("reboot"), status);
-    return done ? say_done(request, done.get(), "the camera has rebooted, its programs run again") : status;
+    return order_and_say(request, command_of("reboot"), "the camera has rebooted, its programs run again");
 }
 
 // The new daemon has announced its methods.

@@ -46,14 +46,6 @@ int store_get(const ctl_request &request)
     return say_done(request, done.get(), json_get_text(done.get(), "value") + "\n");
 }
 
-// A command whose "done" says nothing.
-static int just_ask(const ctl_request &request, const json_ptr &command)
-{
-    int status = ctl_done;
-    const json_ptr done = order_camera(request, command, status);
-    return done ? say_done(request, done.get(), "") : status;
-}
-
 int store_set(const ctl_request &request)
 {
     constexpr int number_type = 5;
@@ -61,12 +53,12 @@ int store_set(const ctl_request &request)
     json_set_text(command.get(), "value", request.arguments.back());
     if (request.options.number)
         json_set_number(command.get(), "type", number_type);
-    return just_ask(request, command);
+    return order_and_say(request, command, "");
 }
 
 int store_unset(const ctl_request &request)
 {
-    return just_ask(request, command_with_key(request, "store.unset", 1));
+    return order_and_say(request, command_with_key(request, "store.unset", 1), "");
 }
 
 int store_list(const ctl_request &request)

@@ -22,13 +22,6 @@ static constexpr switch_row rows[] = {
 };
 // clang-format on
 
-static int ask_and_say(const ctl_request &request, const json_ptr &command, const std::string &text)
-{
-    int status = ctl_done;
-    const json_ptr done = order_camera(request, command, status);
-    return done ? say_done(request, done.get(), text) : status;
-}
-
 static int turn(const ctl_request &request, const std::string &command)
 {
     std::vector<std::string> words;
@@ -36,7 +29,7 @@ static int turn(const ctl_request &request, const std::string &command)
         if (command != row.command)
             continue;
         if (request.arguments[0] == row.word)
-            return ask_and_say(request, json_parse(row.line), row.text);
+            return order_and_say(request, json_parse(row.line), row.text);
         words.emplace_back(row.word);
     }
     return say_could_not(request, "\"" + command + "\" wants " + one_of(words) + ", not \"" +
@@ -62,7 +55,7 @@ int set_network(const ctl_request &request)
 {
     const json_ptr command = command_of("cloud.net");
     json_set_text(command.get(), "status", request.arguments[0]);
-    return ask_and_say(request, command, "the network is " + request.arguments[0]);
+    return order_and_say(request, command, "the network is " + request.arguments[0]);
 }
 
 int bind_camera(const ctl_request &request)
@@ -70,8 +63,8 @@ int bind_camera(const ctl_request &request)
     const json_ptr command = command_of("bind");
     const std::string result = request.arguments.empty() ? "ok" : request.arguments[0];
     json_set_text(command.get(), "result", result);
-    return ask_and_say(request, command,
-                       "the daemon was told that the binding ended with \"" + result + "\"");
+    return order_and_say(request, command,
+                         "the daemon was told that the binding ended with \"" + result + "\"");
 }
 
 // First of all the cloud client leaves it so.

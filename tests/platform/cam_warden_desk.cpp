@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "cam_warden_desk.h"
 
+#include <libcam_warden.h>
+
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -151,6 +153,46 @@ std::vector<std::string> kit_desk_commands(kit_desk &desk)
 {
     const std::lock_guard<std::mutex> guard(desk.mutex);
     return desk.commands;
+}
+
+void kit_start(kit_desk &desk)
+{
+    kit_desk_open(desk);
+    ASSERT_EQ(torvu_camwarden_init(kit_note_event), 0);
+}
+
+void kit_end(kit_desk &desk)
+{
+    torvu_camwarden_exit();
+    kit_desk_close(desk);
+}
+
+static std::mutex heard_mutex;
+static std::vector<kit_heard_event> heard;
+
+void kit_note_event(int event, void *param)
+{
+    const std::lock_guard<std::mutex> guard(heard_mutex);
+    const bool is_key = event == 1;
+    heard.push_back({ event, is_key ? *static_cast<const int *>(param) : -1,
+                      is_key ? "" : static_cast<const char *>(param) });
+}
+
+std::vector<kit_heard_event> kit_heard(void)
+{
+    const std::lock_guard<std::mutex> guard(heard_mutex);
+    return heard;
+}
+
+bool kit_wait_for_events(size_t count)
+{
+    return desk_wait([count] { return kit_heard().size() >= count; });
+}
+
+void kit_forget_heard(void)
+{
+    const std::lock_guard<std::mutex> guard(heard_mutex);
+    heard.clear();
 }
 
 static size_t entries(const char *folder)

@@ -44,6 +44,22 @@ void kit_desk_event(kit_desk &desk, const std::string &line);
 
 std::vector<std::string> kit_desk_commands(kit_desk &desk); // so far
 
+// Starts and exits the kit, with a stage of the case's own.
+void kit_start(kit_desk &desk);
+void kit_end(kit_desk &desk);
+
+// What the callback was told, when that is kit_note_event.
+struct kit_heard_event {
+    int event;
+    int key;          // of event 1
+    std::string text; // of the others
+};
+
+void kit_note_event(int event, void *param); // on the kit's thread
+std::vector<kit_heard_event> kit_heard(void);
+bool kit_wait_for_events(size_t count); // at least so many
+void kit_forget_heard(void);
+
 // How many descriptors and threads the process has.
 size_t kit_desk_descriptors(void);
 size_t kit_desk_threads(void);

@@ -1,30 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The head as the library's user finds it: the library, stage's own body, and a clock that the case steps.
 #include "cam_warden_camera.h"
+#include "cam_warden_desk.h"
 
 #include <libcam_warden.h>
-
-#include <mutex>
-
-struct heard_event {
-    int event;
-    std::string text;
-};
-
-static std::mutex heard_mutex;
-static std::vector<heard_event> heard;
-
-static void note_event(int event, void *param)
-{
-    const std::lock_guard<std::mutex> guard(heard_mutex);
-    heard.push_back({ event, static_cast<const char *>(param) });
-}
-
-static std::vector<heard_event> all_heard(void)
-{
-    const std::lock_guard<std::mutex> guard(heard_mutex);
-    return heard;
-}
 
 // Waits for the event that ends a move; its text.
 static std::string wait_for_stop(void)
@@ -32,19 +11,13 @@ static std::string wait_for_stop(void)
     constexpr int motor_stop = 2;
     std::string text;
     EXPECT_TRUE(desk_wait([&text] {
-        for (const heard_event &entry : all_heard()) {
+        for (const kit_heard_event &entry : kit_heard()) {
             if (entry.event == motor_stop)
                 text = entry.text;
         }
         return !text.empty();
     })) << "no stop was told";
     return text;
-}
-
-static void forget_heard(void)
-{
-    const std::lock_guard<std::mutex> guard(heard_mutex);
-    heard.clear();
 }
 
 struct move_row {
@@ -75,7 +48,7 @@ static void expect_move(kit_camera *camera, const move_row &row)
     const int64_t start_ms = desk_clock_ms();
     char param[128] = {};
     snprintf(param, sizeof param, "%s", row.text == nullptr ? "" : row.text);
-    forget_heard();
+    kit_forget_heard();
     ASSERT_EQ(torvu_motor_control(row.operation, param, row.text == nullptr ? 16 : 128), 0);
     if (row.text == nullptr) {
         EXPECT_STREQ(param, row.ends) << "a step brings the place that it leads to";
@@ -90,7 +63,7 @@ static void expect_move(kit_camera *camera, const move_row &row)
 STORY(the_head, ends_ten_moves_in_time_and_where_it_should)
 {
     kit_camera *camera = kit_camera_start();
-    ASSERT_EQ(torvu_camwarden_init(note_event), 0);
+    ASSERT_EQ(torvu_camwarden_init(kit_note_event), 0);
     for (const move_row &row : ten_moves)
         expect_move(camera, row);
     torvu_camwarden_exit();
@@ -101,13 +74,13 @@ STORY(the_head, tells_of_its_way_while_it_moves)
 {
     constexpr int motor_update = 3;
     kit_camera *camera = kit_camera_start();
-    ASSERT_EQ(torvu_camwarden_init(note_event), 0);
+    ASSERT_EQ(torvu_camwarden_init(kit_note_event), 0);
     char target[16] = "[58,50]";
     ASSERT_EQ(torvu_motor_control(11, target, 16), 0);
     kit_camera_step_to(camera, 200);
-    ASSERT_TRUE(desk_wait([] { return !all_heard().empty(); }));
-    EXPECT_EQ(all_heard()[0].event, motor_update);
-    EXPECT_EQ(all_heard()[0].text, "[1,54,50]");
+    ASSERT_TRUE(desk_wait([] { return !kit_heard().empty(); }));
+    EXPECT_EQ(kit_heard()[0].event, motor_update);
+    EXPECT_EQ(kit_heard()[0].text, "[1,54,50]");
     kit_camera_step_to(camera, 400);
     EXPECT_EQ(wait_for_stop(), "[58,50]");
     torvu_camwarden_exit();
@@ -117,7 +90,7 @@ STORY(the_head, tells_of_its_way_while_it_moves)
 STORY(the_head, turns_by_degrees_and_tells_nobody)
 {
     kit_camera *camera = kit_camera_start();
-    ASSERT_EQ(torvu_camwarden_init(note_event), 0);
+    ASSERT_EQ(torvu_camwarden_init(kit_note_event), 0);
     int degrees = 36;
     ASSERT_EQ(torvu_motor_control(7, &degrees, -1), 0);
     EXPECT_EQ(motor_running_dectect(), 1);
@@ -128,7 +101,7 @@ STORY(the_head, turns_by_degrees_and_tells_nobody)
     EXPECT_STREQ(position, "[60,55]") << "it did turn";
     kit_camera_step_to(camera, 2000);
     EXPECT_EQ(wait_for_stop(), "[60,55]");
-    EXPECT_EQ(all_heard().size(), 2U) << "the step's way and its end, nothing of the turn";
+    EXPECT_EQ(kit_heard().size(), 2U) << "the step's way and its end, nothing of the turn";
     torvu_camwarden_exit();
     kit_camera_end(camera);
 }
@@ -136,7 +109,7 @@ STORY(the_head, turns_by_degrees_and_tells_nobody)
 STORY(the_head, answers_that_it_is_busy)
 {
     kit_camera *camera = kit_camera_start();
-    ASSERT_EQ(torvu_camwarden_init(note_event), 0);
+    ASSERT_EQ(torvu_camwarden_init(kit_note_event), 0);
     char position[16] = {};
     ASSERT_EQ(torvu_motor_control(1, position, 16), 0);
     char centre[16] = "[50,50]";
@@ -151,7 +124,7 @@ STORY(the_head, answers_that_it_is_busy)
 STORY(the_head, answers_that_it_is_at_the_end_of_its_travel)
 {
     kit_camera *camera = kit_camera_start();
-    ASSERT_EQ(torvu_camwarden_init(note_event), 0);
+    ASSERT_EQ(torvu_camwarden_init(kit_note_event), 0);
     char corner[16] = "[0,100]";
     ASSERT_EQ(torvu_motor_control(11, corner, 16), 0);
     kit_camera_step_to(camera, 10'000);
@@ -167,7 +140,7 @@ STORY(the_head, answers_that_it_is_at_the_end_of_its_travel)
 STORY(the_head, is_heard_of_no_more_after_an_exit_although_it_moves)
 {
     kit_camera *camera = kit_camera_start();
-    ASSERT_EQ(torvu_camwarden_init(note_event), 0);
+    ASSERT_EQ(torvu_camwarden_init(kit_note_event), 0);
     char target[16] = "[100,50]";
     ASSERT_EQ(torvu_motor_control(11, target, 16), 0);
     ASSERT_EQ(motor_running_dectect(), 1);
@@ -176,6 +149,6 @@ STORY(the_head, is_heard_of_no_more_after_an_exit_although_it_moves)
     EXPECT_EQ(torvu_motor_control(6, target, 16), -1);
     kit_camera_step_to(camera, 10'000);
     EXPECT_TRUE(desk_wait([] { return !desk_journal_of("head").empty(); })) << "it goes where it was sent";
-    EXPECT_TRUE(all_heard().empty());
+    EXPECT_TRUE(kit_heard().empty());
     kit_camera_end(camera);
 }

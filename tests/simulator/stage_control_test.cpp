@@ -3,7 +3,6 @@
 #include "stage_desk.h"
 
 #include <sys/socket.h>
-#include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -370,32 +369,5 @@ STORY(a_client_that_only_sends, gets_its_answers_before_it_is_closed)
     EXPECT_EQ(stage_desk_receive(desk, other), R"({"done":"slow"})");
     EXPECT_EQ(stage_desk_receive(desk, other), "") << "then it is closed";
     control_close(store);
-    close_desk(desk);
-}
-
-STORY(a_timer, is_driven_for_its_owner_and_let_go_with_its_link)
-{
-    control_desk desk;
-    open_desk(desk);
-    control_link owner;
-    stage_desk_connect(desk, owner);
-    const int fd = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
-    const json_ptr command = json_parse(R"({"do":"clock.timer","fd":3,"first_ms":1000,"interval_ms":1000})");
-    ASSERT_TRUE(control_send(owner, command.get(), fd));
-    EXPECT_EQ(stage_desk_receive(desk, owner), R"({"done":{}})");
-    stage_turn(desk.camera, -1, 0);
-
-    desk_clock_step(5000);
-    EXPECT_EQ(desk_clock_ms(), 1000) << "held at the tick";
-    uint64_t ticks = 0;
-    EXPECT_TRUE(stage_desk_until(desk, [&] { return read(fd, &ticks, sizeof ticks) == sizeof ticks; }));
-    EXPECT_EQ(ticks, 1U);
-
-    control_close(owner);
-    EXPECT_TRUE(stage_desk_until(desk, [&] { return desk.camera.clock.timers.empty(); }));
-    stage_turn(desk.camera, -1, 0);
-    desk_clock_step(5000);
-    EXPECT_GE(desk_clock_ms(), 6000);
-    close(fd);
     close_desk(desk);
 }

@@ -213,15 +213,3 @@ STORY(a_step, wants_a_time_that_can_be)
     EXPECT_EQ(desk_clock_ms(), 0);
     close_scene(desk);
 }
-
-STORY(a_timer, is_refused_without_a_descriptor_or_with_one_that_is_none)
-{
-    clock_scene desk;
-    open_scene(desk);
-    EXPECT_PRED2(stage_desk_is_refusal, stage_desk_ask(desk, desk.client, R"({"do":"clock.timer"})"),
-                 "needs the timer's");
-    const json_ptr command = json_parse(R"({"do":"clock.timer","first_ms":1000,"interval_ms":1000})");
-    ASSERT_TRUE(control_send(desk.client, command.get(), STDIN_FILENO));
-    EXPECT_PRED2(stage_desk_is_refusal, stage_desk_receive(desk, desk.client), "is no timer");
-    close_scene(desk);
-}

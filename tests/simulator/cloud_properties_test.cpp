@@ -13,7 +13,7 @@ static size_t count_of(bool (*is)(const property &))
     return static_cast<size_t>(std::count_if(table.begin(), table.end(), is));
 }
 
-TEST(cloud_properties, are_thirty_nine_in_the_order_of_their_numbers_with_different_names)
+TEST(cloud_properties, are_39_in_the_order_of_their_numbers_with_different_names)
 {
     std::set<std::string> names;
     std::pair<int, int> before = { 0, 0 };
@@ -27,7 +27,7 @@ TEST(cloud_properties, are_thirty_nine_in_the_order_of_their_numbers_with_differ
     EXPECT_EQ(names.size(), 39U);
 }
 
-TEST(cloud_properties, twenty_eight_can_be_set_and_seventeen_of_them_are_watched)
+TEST(cloud_properties, can_be_set_or_watched_or_read_but_not_all)
 {
     EXPECT_EQ(count_of([](const property &row) { return row.settable; }), 28U);
     EXPECT_EQ(count_of([](const property &row) { return row.settable && row.watched != property_watch::no; }),

@@ -165,7 +165,8 @@ TEST_F(properties, are_listed_with_type_value_place_and_whether_they_are_watched
 
     const std::string table = camera_do(camera, { "prop", "list" }).out;
 
-    EXPECT_EQ(std::count(table.begin(), table.end(), '\n'), 40);
+    EXPECT_EQ(static_cast<size_t>(std::count(table.begin(), table.end(), '\n')),
+              rows({ "prop", "list" }).size() + 1);
     EXPECT_NE(table.find("\n1.3     device_id                string   \"274913586\"              nvram did "),
               std::string::npos)
         << table;
@@ -179,7 +180,6 @@ TEST_F(properties, are_listed_with_type_value_place_and_whether_they_are_watched
     EXPECT_NE(table.find("\n10.3    focus_time               string   no answer                "),
               std::string::npos)
         << table;
-    EXPECT_EQ(rows({ "prop", "list" }).size(), 39U);
 }
 
 TEST_F(properties, without_an_answer_are_told_from_those_with_a_code)

@@ -128,18 +128,34 @@ STORY(ctl_run, names_the_presets_when_there_is_no_such)
     EXPECT_EQ(result.err, "there is no preset \"gold\"; take \"release\", \"dev\", \"asan\" or \"tsan\"\n");
 }
 
+// The tool alone, in a build folder of the case's own.
+static std::string tool_copy(void)
+{
+    const std::string folder = desk_path("build") + "/mine/simulator";
+    fs::create_directories(folder);
+    fs::copy_file(CAMERA_PROGRAMS "/ctl", folder + "/ctl");
+    return folder + "/ctl";
+}
+
+STORY(ctl_run, is_done_by_the_tool_of_the_preset_with_the_same_words)
+{
+    own_folders();
+    const std::string copy = tool_copy();
+    const std::string other = desk_path("build") + "/tsan/simulator";
+    fs::create_directories(other);
+    std::ofstream(other + "/ctl") << "#!/bin/sh\necho \"$@\"\n";
+    fs::permissions(other + "/ctl", fs::perms::owner_all);
+
+    EXPECT_EQ(tool_at(copy, "run --preset tsan --name porch --seed 5 --detach").out,
+              "run --preset tsan --name porch --seed 5 --detach\n");
+    EXPECT_EQ(tool_at(copy, "with --preset tsan -- ls --all").out, "with --preset tsan -- ls --all\n");
+}
+
 STORY(ctl_run, names_the_build_that_is_not_there)
 {
     own_folders();
-    place where;
-    std::string reason;
-    ASSERT_TRUE(place_find("porch", "", where, reason)) << reason;
-    // The tool alone, in a build folder without others beside it.
-    const std::string copy = desk_path("build") + "/mine/simulator";
-    fs::create_directories(copy);
-    fs::copy_file(CAMERA_PROGRAMS "/ctl", copy + "/ctl");
 
-    const tool_result result = tool_at(copy + "/ctl", "run --preset tsan");
+    const tool_result result = tool_at(tool_copy(), "run --preset tsan");
 
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(result.err, "there is no build of the preset \"tsan\"; ./camera run --preset tsan makes it\n");

@@ -14,7 +14,10 @@ list_tests() {
         }
         /^(TEST|TEST_F|STORY)\(/ { print program, room "." $2 "." $3, stem }
         /^TEST_P\(/ { cases[++count] = program " " room " " $2 " " $3 " " stem }
-        /^INSTANTIATE_TEST_SUITE_P\(/ { sets[program, $3] = sets[program, $3] " " $2 }
+        /^INSTANTIATE_TEST_SUITE_P\(/ {
+            if (NF < 3) getline # the line was too long and has been folded
+            sets[program, $3] = sets[program, $3] " " $2
+        }
         END {
             for (i = 1; i <= count; i++) {
                 split(cases[i], c, " ")
@@ -23,9 +26,9 @@ list_tests() {
             }
         }' "$home"/tests/*/*.cpp
     local check
-    for check in "$home"/tests/project/*.sh; do
+    for check in "$home"/tests/project/*.sh "$home"/docs/*.patch; do
         check=$(basename "$check")
-        echo "ctl project.${check%.sh} $check"
+        echo "ctl project.${check%.*} $check"
     done
     echo "kivo_camwarden platform.exports check_exports"
 }

@@ -4,7 +4,9 @@
 set -euo pipefail
 home=$(mktemp -d)
 trap 'rm -r "$home"' EXIT
-cp camera CMakePresets.json "$home"
+mkdir "$home/tests"
+cp camera "$home"
+cp tests/*.sh "$home/tests"
 cd "$home"
 bad=0
 

@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 # Shell scripts are free of the usual traps, and camera stays short.
 set -euo pipefail
-shellcheck camera .ci/run tests/*.sh tests/project/*.sh
+shellcheck -x camera .ci/run tests/*.sh tests/project/*.sh
 lines=$(wc -l <camera)
 ((lines <= 150)) || {
     echo "camera has $lines lines, more than 150"

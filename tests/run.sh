@@ -1,0 +1,63 @@
+# SPDX-License-Identifier: MIT
+# shellcheck shell=bash disable=SC2154
+# What ./camera test does; part of that script, which has the packages, build and could_not.
+
+# shellcheck source=tests/find.sh
+. "$home/tests/find.sh"
+
+passed=0 failed=0 skipped=0
+run_ctest() { # PRESET ARGUMENT...
+    local preset=$1 results status=0 tests failures left
+    shift
+    results=$(mktemp)
+    ctest --test-dir "$home/build/$preset" --output-on-failure --parallel "$(nproc)" --no-tests=ignore \
+        --output-junit "$results" "$@" || status=$?
+    number() { grep -m 1 -o "\b$1=\"[0-9]*\"" "$results" | tr -dc 0-9; }
+    tests=$(number tests) failures=$(number failures) left=$(($(number skipped) + $(number disabled)))
+    rm -f "$results"
+    ((status == 0 || failures > 0)) || could_not "ctest broke off in build/$preset."
+    passed=$((passed + tests - failures - left)) failed=$((failed + failures)) skipped=$((skipped + left))
+}
+
+# Without a sandbox the cases of whole cameras are left out.
+without=() left_out=
+look_for_sandbox() { # CTEST_ARGUMENT...
+    local trouble
+    trouble=$("$home/build/asan/simulator/ctl" check 2>&1) && return
+    skipped=$(ctest --test-dir "$home/build/asan" -N -L system "$@" | sed -n 's/^Total Tests: //p')
+    without=(-LE system)
+    ((skipped == 0)) || left_out="$skipped cases that run a whole camera were left out: $trouble"
+}
+
+run_some() { # NAME
+    find_tests "$1"
+    build asan "${found_programs[@]}"
+    [[ " ${found_programs[*]} " != *" system_test "* ]] || look_for_sandbox -R "$found_tests"
+    run_ctest asan -R "$found_tests" "${without[@]}"
+}
+
+run_all() {
+    build asan
+    look_for_sandbox
+    run_ctest asan "${without[@]}"
+    build tsan tests_with_threads
+    run_ctest tsan -L threads "${without[@]}"
+}
+
+run_tests() { # NAME JSON
+    local counts
+    exec 3>&1
+    [[ $2 == no ]] || exec >&2
+    if [[ -n $1 ]]; then
+        run_some "$1"
+    else
+        run_all
+    fi
+    [[ -z $left_out ]] || echo "$left_out"
+    ((passed + failed + skipped)) || could_not "No test's name matches \"$1\"."
+    counts="$passed passed, $failed failed$( ((skipped == 0)) || echo ", $skipped skipped")"
+    [[ $2 == no ]] || counts="{\"passed\":$passed,\"failed\":$failed,\"skipped\":$skipped}"
+    echo "$counts" >&3
+    ((failed == 0)) || exit 1
+    [[ -z $left_out ]] || exit 2
+}

@@ -52,7 +52,7 @@ static constexpr char reports_only[] =
 // clang-format off
 static constexpr known_difference known[] = {
     { {  2,  1 }, odd::report, neither_on_nor_off, half_on },
-    { {  2,  3 }, odd::report, no_night_mode,      "a number other than 0, 1 and 2 is reported as 0 and read as it stands" },
+    { {  2,  3 }, odd::report, no_night_mode,      "a value other than 0, 1 and 2 is reported as 0 and read as its number" },
     { {  2,  7 }, odd::report, no_record_mode,     "a text other than off, on and stop is not reported" },
     { {  3,  1 }, odd::report, neither_on_nor_off, half_on },
     { {  4,  2 }, odd::report, always,             title },

@@ -40,17 +40,19 @@ static std::string shown(json_object *answer)
     const int64_t code = json_get_number(answer, "code");
     if (!json_object_object_get_ex(answer, "value", &value))
         return code == 0 ? "no answer" : "code " + std::to_string(code);
-    json_object *tidy = nullptr;
-    if (json_object_object_get_ex(answer, "json", &tidy))
-        return json_get_text(answer, "value") + " (not JSON)";
-    return json_text(value);
+    const bool tidy = json_object_object_get_ex(answer, "json", nullptr) == 0;
+    return json_text(value) + (tidy ? "" : " (not JSON)");
 }
 
-static std::string shortened(std::string text)
+static std::string shortened(const std::string &text)
 {
-    if (text.size() > value_width)
-        text = text.substr(0, value_width - 3) + "...";
-    return text;
+    if (text.size() <= value_width)
+        return text;
+    size_t end = value_width - 3;
+    // Not within a character of several bytes.
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U)
+        end--;
+    return text.substr(0, end) + "...";
 }
 
 static json_ptr wait_for_read(journal_reader &journal, int64_t id)

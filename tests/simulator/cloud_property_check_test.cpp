@@ -99,7 +99,7 @@ TEST(cloud_property_check, differences_by_design_are_told_with_their_reason)
     EXPECT_EQ(verdict(sd_total, { .reported = "1", .read = "31166976", .stored = "x" }).substr(0, 10),
               "by design:");
     EXPECT_EQ(verdict(night_mode, { .reported = "0", .read = "5", .stored = "5" }),
-              "by design: a number other than 0, 1 and 2 is reported as 0 and read as it stands");
+              "by design: a value other than 0, 1 and 2 is reported as 0 and read as its number");
     EXPECT_EQ(verdict(power, { .reported = "false", .read = "true", .stored = "ON" }).substr(0, 10),
               "by design:");
     EXPECT_EQ(verdict({ 3, 1 }, { .reported = "false", .read = "true", .stored = "ON" }).substr(0, 10),

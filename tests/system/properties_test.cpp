@@ -205,7 +205,7 @@ TEST_F(properties, with_quotes_in_a_text_come_back_as_they_stand)
     EXPECT_EQ(camera_value(camera, "mem", "focus_area_name"), R"(the "blue" door)");
     EXPECT_EQ(camera_do(camera, { "prop", "get", "focus_area_name" }).out, "the \"blue\" door\n");
     EXPECT_EQ(camera_do(camera, { "prop", "get", "10.1", "2.1" }).out,
-              "10.1    focus_area_name          the \"blue\" door (not JSON)\n"
+              "10.1    focus_area_name          \"the \\\"blue\\\" door\" (not JSON)\n"
               "2.1     power                    true\n");
 }
 
@@ -326,7 +326,7 @@ TEST_F(checked, difference_by_design_is_told_with_its_reason)
     const command_result result = camera_do(camera, { "prop", "check" });
 
     EXPECT_EQ(result.status, 0) << result.out;
-    EXPECT_NE(result.out.find("by design   a number other than 0, 1 and 2 is reported as 0"),
+    EXPECT_NE(result.out.find("by design   a value other than 0, 1 and 2 is reported as 0"),
               std::string::npos)
         << result.out;
     for (const char *line :

@@ -3,15 +3,12 @@
 // unasked.
 #include "round_trip.h"
 
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <poll.h>
 #include <string>
 #include <unistd.h>
@@ -21,13 +18,6 @@ constexpr int round_trips = 40000;
 constexpr int bursts = 1000;
 constexpr int burst_size = 16;
 constexpr int settle_ms = 300;
-
-static double seconds(clockid_t clock)
-{
-    timespec now = {};
-    clock_gettime(clock, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
-}
 
 // What has arrived and is not yet counted.
 struct stream {
@@ -94,10 +84,7 @@ static std::string requests(int count)
 
 static void send_all(stream &out, const std::string &text)
 {
-    if (send(out.sock, text.data(), text.size(), 0) == static_cast<ssize_t>(text.size()))
-        return;
-    perror("round_trip: send");
-    exit(2);
+    desk_send(out.sock, text.data(), text.size());
 }
 
 // The announcements of a daemon that has just connected.
@@ -111,14 +98,14 @@ static void drain(stream &in)
 
 static void measure_round_trips(stream &link, clockid_t server_clock, figures &result)
 {
-    double cpu = seconds(server_clock);
-    double start = seconds(CLOCK_MONOTONIC);
+    double cpu = desk_seconds(server_clock);
+    double start = desk_seconds(CLOCK_MONOTONIC);
     for (int i = 0; i < round_trips; i++) {
         send_all(link, requests(1));
         wait_for_replies(link, 1);
     }
-    result.per_second = round_trips / (seconds(CLOCK_MONOTONIC) - start);
-    result.cpu_us = (seconds(server_clock) - cpu) * 1e6 / round_trips;
+    result.per_second = round_trips / (desk_seconds(CLOCK_MONOTONIC) - start);
+    result.cpu_us = (desk_seconds(server_clock) - cpu) * 1e6 / round_trips;
 }
 
 static void measure_bursts(stream &link, figures &result)
@@ -126,10 +113,10 @@ static void measure_bursts(stream &link, figures &result)
     std::vector<double> ms;
     for (int i = 0; i < bursts; i++) {
         std::string text = requests(burst_size);
-        double start = seconds(CLOCK_MONOTONIC);
+        double start = desk_seconds(CLOCK_MONOTONIC);
         send_all(link, text);
         wait_for_replies(link, burst_size);
-        ms.push_back((seconds(CLOCK_MONOTONIC) - start) * 1e3);
+        ms.push_back((desk_seconds(CLOCK_MONOTONIC) - start) * 1e3);
     }
     std::sort(ms.begin(), ms.end());
     result.burst_p99_ms = ms[bursts * 99 / 100];
@@ -139,14 +126,10 @@ static void measure_bursts(stream &link, figures &result)
 
 figures client_measure(int listener, pid_t pid)
 {
-    stream link = { accept(listener, nullptr, nullptr), "" };
-    int on = 1;
-    setsockopt(link.sock, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    stream link = { desk_accept(listener), "" };
     drain(link);
 
-    clockid_t server_clock = {};
-    if (clock_getcpuclockid(pid, &server_clock) != 0)
-        exit(2);
+    clockid_t server_clock = desk_clock_of(pid);
     figures result = {};
     measure_round_trips(link, server_clock, result);
     measure_bursts(link, result);

@@ -3,7 +3,7 @@
 // one core.
 #pragma once
 
-#include <sys/types.h>
+#include "desk.h"
 
 // What is measured. Each runs in a process of its own and connects to the client's port like the daemon does.
 struct server {
@@ -19,7 +19,6 @@ inline constexpr char request_format[] =
 constexpr int first_id = 100000; // six digits, so that every request and reply has one size
 constexpr int ids = 800000;
 constexpr int reply_size = 47;
-constexpr int port = 54320;
 
 struct figures {
     double per_second;
@@ -30,8 +29,3 @@ struct figures {
 
 // Accepts the server's connection and measures. pid: the server's.
 figures client_measure(int listener, pid_t pid);
-
-// Starts this program again inside a sandbox of its own; does not return there. Ends the process when it
-// cannot.
-void sandbox_enter(char **argv);
-bool sandbox_is_inside();

@@ -90,18 +90,10 @@ static void bare_json()
     }
 }
 
-static void daemon_itself()
-{
-    setenv("LD_LIBRARY_PATH", "/camera/lib", 1);
-    execl("/camera/kivo_camwarden", "kivo_camwarden", static_cast<char *>(nullptr));
-    perror("round_trip: /camera/kivo_camwarden");
-    exit(2);
-}
-
 // clang-format off
 const server servers[3] = {
     { "bare ping-pong", ping_pong },
     { "bare json-c",    bare_json },
-    { "kivo_camwarden", daemon_itself },
+    { "kivo_camwarden", desk_run_daemon },
 };
 // clang-format on

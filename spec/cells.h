@@ -60,19 +60,19 @@ spec_json_string spec_make_json_string(const char *value);
 int32_t spec_night_swapped(int32_t night); // 0 and 2 change places between the cloud and the camera
 
 // get: what the entry becomes.
-void get_entry_text(spec_get &get, const char *value);
-void get_entry_number(spec_get &get, int32_t value);
-void get_entry_json(spec_get &get, const char *value);
-void get_entry_no_such(spec_get &get); // code -4003, logged
+void spec_entry_text(spec_get &get, const char *value);
+void spec_entry_number(spec_get &get, int32_t value);
+void spec_entry_json(spec_get &get, const char *value);
+void spec_entry_no_such(spec_get &get); // code -4003, logged
 
 template <uint8_t spec_snapshot::*field> void get_flag(const spec_property &, spec_get &get)
 {
-    get_entry_json(get, get.snapshot.*field ? "true" : "false");
+    spec_entry_json(get, get.snapshot.*field ? "true" : "false");
 }
 
 template <int32_t spec_snapshot::*field> void get_field(const spec_property &, spec_get &get)
 {
-    get_entry_number(get, get.snapshot.*field);
+    spec_entry_number(get, get.snapshot.*field);
 }
 
 spec_get_cell get_did, get_version, get_flip, get_night_and_swap, get_sd_total, get_sd_free, get_sd_used;

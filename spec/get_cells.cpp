@@ -20,28 +20,28 @@ static const char version_marker[] = "KESTRANO_VERSION=";
 static const char build_marker[] = "KESTRANO_BUILDNO";
 
 // Of every entry: the device id, which may lack its NUL, and the pair as it was received.
-void get_entry_text(spec_get &get, const char *value)
+void spec_entry_text(spec_get &get, const char *value)
 {
     snprintf(get.entry, sizeof get.entry,
              "{\"did\" : \"%.20s\",\"siid\" : %d,\"piid\" : %d,\"value\" : \"%s\",\"code\" : 0}", spec_did,
              get.numbers.siid, get.numbers.piid, value);
 }
 
-void get_entry_number(spec_get &get, int32_t value)
+void spec_entry_number(spec_get &get, int32_t value)
 {
     snprintf(get.entry, sizeof get.entry,
              "{\"did\" : \"%.20s\",\"siid\" : %d,\"piid\" : %d,\"value\" : %d,\"code\" : 0}", spec_did,
              get.numbers.siid, get.numbers.piid, value);
 }
 
-void get_entry_json(spec_get &get, const char *value)
+void spec_entry_json(spec_get &get, const char *value)
 {
     snprintf(get.entry, sizeof get.entry,
              "{\"did\" : \"%.20s\",\"siid\" : %d,\"piid\" : %d,\"value\" : %s,\"code\" : 0}", spec_did,
              get.numbers.siid, get.numbers.piid, value);
 }
 
-void get_entry_no_such(spec_get &get)
+void spec_entry_no_such(spec_get &get)
 {
     log_err("siid %d have no piid %d !", get.numbers.siid, get.numbers.piid);
     snprintf(get.entry, sizeof get.entry,
@@ -58,14 +58,14 @@ static void entry_unreadable(spec_get &get)
 
 static void entry_bool(spec_get &get, bool value)
 {
-    get_entry_json(get, value ? "true" : "false");
+    spec_entry_json(get, value ? "true" : "false");
 }
 
 void get_did(const spec_property &, spec_get &get)
 {
     char did[sizeof spec_did + 1] = {};
     memcpy(did, spec_did, sizeof spec_did);
-    get_entry_text(get, did);
+    spec_entry_text(get, did);
 }
 
 // What stands between the two markers, the line's end included.
@@ -85,18 +85,18 @@ void get_version(const spec_property &, spec_get &get)
         return;
     char version[version_size];
     snprintf(version, sizeof version, "%.*s", static_cast<int>(to - from), from);
-    get_entry_text(get, version);
+    spec_entry_text(get, version);
 }
 
 void get_flip(const spec_property &, spec_get &get)
 {
-    get_entry_number(get, get.snapshot.flip ? flipped_degrees : 0);
+    spec_entry_number(get, get.snapshot.flip ? flipped_degrees : 0);
 }
 
 void get_night_and_swap(const spec_property &, spec_get &get)
 {
     get.snapshot.night = spec_night_swapped(get.snapshot.night);
-    get_entry_number(get, get.snapshot.night);
+    spec_entry_number(get, get.snapshot.night);
 }
 
 // In KiB for the usual block sizes. 32 bits wide, whatever the system's record is; 0 without a card.
@@ -119,18 +119,18 @@ static card_figures read_card()
 
 void get_sd_total(const spec_property &, spec_get &get)
 {
-    get_entry_number(get, static_cast<int32_t>(read_card().total));
+    spec_entry_number(get, static_cast<int32_t>(read_card().total));
 }
 
 void get_sd_free(const spec_property &, spec_get &get)
 {
-    get_entry_number(get, static_cast<int32_t>(read_card().free));
+    spec_entry_number(get, static_cast<int32_t>(read_card().free));
 }
 
 void get_sd_used(const spec_property &, spec_get &get)
 {
     card_figures card = read_card();
-    get_entry_number(get, static_cast<int32_t>(card.total - card.free));
+    spec_entry_number(get, static_cast<int32_t>(card.total - card.free));
 }
 
 // The text under the row's key; value is what to read: that, or the row's text for an absent one, or NULL.
@@ -151,7 +151,7 @@ void get_text(const spec_property &row, spec_get &get)
 {
     stored_text text = read_store(row);
     if (text.value)
-        get_entry_text(get, text.value);
+        spec_entry_text(get, text.value);
 }
 
 void get_on_off(const spec_property &row, spec_get &get)
@@ -166,12 +166,12 @@ void get_in(const spec_property &row, spec_get &get)
 
 void get_decimal(const spec_property &row, spec_get &get)
 {
-    get_entry_number(get, atoi(read_store(row).value));
+    spec_entry_number(get, atoi(read_store(row).value));
 }
 
 void get_region(const spec_property &row, spec_get &get)
 {
-    get_entry_number(get, strchr(read_store(row).value, '3') ? 1 : 0);
+    spec_entry_number(get, strchr(read_store(row).value, '3') ? 1 : 0);
 }
 
 void get_json_string(const spec_property &row, spec_get &get)
@@ -179,10 +179,10 @@ void get_json_string(const spec_property &row, spec_get &get)
     stored_text text = read_store(row);
     if (!text.stored) {
         if (text.value)
-            get_entry_json(get, text.value);
+            spec_entry_json(get, text.value);
         return;
     }
     spec_json_string json = spec_make_json_string(text.value);
     if (json.text)
-        get_entry_json(get, json.text);
+        spec_entry_json(get, json.text);
 }

@@ -12,7 +12,7 @@ static void answer_without_cell(spec_pair local, spec_get &get)
 {
     const spec_service *service = spec_service_find(local);
     if (service && service->refuses)
-        get_entry_no_such(get);
+        spec_entry_no_such(get);
 }
 
 static void answer(json_object *element, spec_get &get)

@@ -12,7 +12,7 @@ static constexpr std::nullptr_t none = nullptr;
 
 // clang-format off
 //       siid piid name                   place    key                               method               absent          get                           set                     report              pull
-constexpr std::array<spec_property, 39> spec_properties = { {
+static constexpr spec_property properties[] = {
     {  1,  1, "vendor",                nvram,   "vendor",                         none,                none,           get_text,                     none,                   none,               none },
     {  1,  2, "model",                 nvram,   "model",                          none,                none,           get_text,                     none,                   none,               none },
     {  1,  3, "device_id",             service, none,                             none,                none,           get_did,                      none,                   none,               none },
@@ -56,7 +56,7 @@ constexpr std::array<spec_property, 39> spec_properties = { {
     { 11,  1, "sound_alarm_name",      nvram,   "sound_alarm_name",               none,                " ",            get_text,                     store_text,             report_text,        none },
     { 11,  2, "sound_alarm_type",      nvram,   "sound_alarm_type",               none,                " ",            get_text,                     store_text,             report_text,        none },
     { 11,  3, "sound_alarm_enable",    nvram,   "sound_alarm_enable",             none,                "off",          get_on_off,                   store_on_off,           report_on_off,      none },
-} };
+};
 
 static constexpr spec_service spec_services[] = {
     {  1, 0, true,  none },
@@ -72,9 +72,11 @@ static constexpr spec_service spec_services[] = {
 };
 // clang-format on
 
+constinit const std::span<const spec_property> spec_properties(properties);
+
 static constexpr const spec_property *find(spec_pair local)
 {
-    for (const spec_property &row : spec_properties)
+    for (const spec_property &row : properties)
         if (row.siid == local.siid && row.piid == local.piid)
             return &row;
     return nullptr;
@@ -82,7 +84,7 @@ static constexpr const spec_property *find(spec_pair local)
 
 static constexpr const spec_property *find_key(std::string_view key)
 {
-    for (const spec_property &row : spec_properties)
+    for (const spec_property &row : properties)
         if (row.key && key == row.key)
             return &row;
     return nullptr;
@@ -110,7 +112,7 @@ const spec_service *spec_service_find(spec_pair local)
 
 static constexpr bool pairs_and_keys_are_unique()
 {
-    for (const spec_property &row : spec_properties)
+    for (const spec_property &row : properties)
         if (find({ row.siid, row.piid }) != &row || (row.key && find_key(row.key) != &row))
             return false;
     return true;
@@ -131,7 +133,7 @@ static_assert(mapped_keys_report_as_their_row());
 static constexpr size_t rows_that_report()
 {
     size_t count = 0;
-    for (const spec_property &row : spec_properties)
+    for (const spec_property &row : properties)
         count += row.report.filled ? 1 : 0;
     return count;
 }
@@ -153,7 +155,7 @@ static constexpr bool is_in_store(const spec_property &row)
 
 static constexpr bool rows_have_what_their_cells_need()
 {
-    for (const spec_property &row : spec_properties) {
+    for (const spec_property &row : properties) {
         bool calls = row.place == kit && row.set.filled;
         bool stores = (row.set.filled && !calls) || row.pull.filled;
         bool needs_key = row.report.filled || is_in_store(row);

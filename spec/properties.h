@@ -12,8 +12,8 @@
 
 #include "spec/maps.h"
 
-#include <array>
 #include <cstddef>
+#include <span>
 
 // Where the value is read, and for the two spaces of the store also where it is written.
 enum class spec_place {
@@ -56,7 +56,7 @@ struct spec_property {
     spec_cell<spec_write_cell> pull;
 };
 
-extern const std::array<spec_property, 39> spec_properties;
+extern const std::span<const spec_property> spec_properties; // in the order of the cloud's numbers
 
 const spec_property *spec_property_find(spec_pair local); // NULL: no row
 const spec_property *spec_property_of_key(const char *key);

@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <ctime>
 
 // A part of a message that does not go on for this long is shown as it is.
 static constexpr int64_t patience_ns = 1'000'000'000;
@@ -112,7 +111,7 @@ static void on_query_status(cloud &self, json_object *message)
 
 static void on_query_time(cloud &self, json_object *message)
 {
-    const int64_t seconds = (clock_monotonic_ns() + self.time_offset_ns) / 1'000'000'000;
+    const int64_t seconds = clock_world_ns() / 1'000'000'000;
     const int64_t id = json_get_number(message, "id");
     cloud_send(self, local_message(id, "local.time", json_object_new_int64(seconds)));
 }
@@ -221,9 +220,6 @@ bool cloud_open(cloud &self, const cloud_settings &settings)
     self.listener = link_listen(settings.port);
     if (self.listener < 0)
         return false;
-    timespec now = {};
-    clock_gettime(CLOCK_REALTIME, &now);
-    self.time_offset_ns = now.tv_sec * 1'000'000'000LL + now.tv_nsec - clock_monotonic_ns();
     network_start(self.net, clock_monotonic_ns());
     return true;
 }

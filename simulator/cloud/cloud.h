@@ -33,7 +33,6 @@ struct cloud {
     std::vector<std::string> methods; // announced on the present connection
     network net;
     property_exchange properties;
-    int64_t time_offset_ns = 0; // from virtual monotonic time to the cloud's own
     int32_t last_id = 0;
     bool binding_settled = false; // for the present connection and network
 };

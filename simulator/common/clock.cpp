@@ -43,6 +43,14 @@ int64_t clock_realtime_ns()
     return clock_state_take(page).now_ns + page->realtime_offset_ns.load(std::memory_order_relaxed);
 }
 
+int64_t clock_world_ns()
+{
+    run_page *page = page_open();
+    if (page == nullptr)
+        return host_time_ns(CLOCK_REALTIME);
+    return clock_state_take(page).now_ns + page->world_offset_ns;
+}
+
 bool clock_set_realtime_ns(int64_t realtime_ns)
 {
     run_page *page = page_open();

@@ -12,6 +12,10 @@
 int64_t clock_monotonic_ns();
 int64_t clock_realtime_ns(); // since the epoch
 
+// The time of day in the world around the camera, since the epoch: the host's when the camera was started,
+// and later as the virtual clock goes on. Nobody sets it.
+int64_t clock_world_ns();
+
 // False without a page: the system's wall clock is never changed.
 bool clock_set_realtime_ns(int64_t realtime_ns);
 

@@ -14,7 +14,7 @@
 #include <new>
 
 static constexpr uint32_t page_magic = 0x50414745;
-static constexpr uint32_t page_version = 2;
+static constexpr uint32_t page_version = 3;
 
 // NULL: not yet settled. A process without a page points at no_page. No lock: a fork may come at any moment.
 static run_page no_page;
@@ -59,7 +59,8 @@ static int init_page(run_page *page)
         slot.numerator = 1;
         slot.denominator = 1;
     }
-    page->realtime_offset_ns = host_time_ns(CLOCK_REALTIME);
+    page->world_offset_ns = host_time_ns(CLOCK_REALTIME);
+    page->realtime_offset_ns = page->world_offset_ns;
 
     init_journal_end(page);
     page->magic = page_magic;

@@ -31,6 +31,7 @@ struct run_page {
     clock_slot slots[2];
     std::atomic<int64_t> newest_ns;          // the latest moment that anybody was told
     std::atomic<int64_t> realtime_offset_ns; // wall clock minus monotonic
+    int64_t world_offset_ns;                 // as it was at first
     std::atomic<int64_t> reader_wakes_ns; // until when the daemon's main thread sleeps by the clock; 0: awake
 
     pthread_mutex_t journal_lock; // process-shared, robust

@@ -100,6 +100,24 @@ STORY(cloud_daemon, the_time_is_the_worlds_at_the_start_and_goes_on_as_the_camer
     cloud_desk_close(desk);
 }
 
+STORY(cloud_daemon, the_time_goes_on_in_the_cloud_clients_next_life)
+{
+    cloud_desk first;
+    cloud_desk_open(first);
+    daemon_connects(first);
+    network_comes_up(first);
+    const int64_t before = told_seconds(first);
+    desk_clock_step(86'400'000);
+    cloud_desk_close(first);
+
+    cloud_desk second;
+    cloud_desk_open(second);
+    daemon_connects(second);
+    network_comes_up(second);
+    EXPECT_NEAR(static_cast<double>(told_seconds(second) - before), 86'400, 3);
+    cloud_desk_close(second);
+}
+
 STORY(cloud_daemon, replies_and_reports_are_shown_and_not_answered)
 {
     cloud_desk desk;

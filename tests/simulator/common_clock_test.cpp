@@ -11,6 +11,7 @@
 #include <atomic>
 #include <climits>
 #include <csignal>
+#include <ctime>
 #include <thread>
 
 static constexpr int64_t ms = 1000000;
@@ -339,4 +340,19 @@ STORY(clock, the_wall_clock_is_set_for_all_and_moves_on_with_the_other)
     clock_owner_step_to_ns(9 * second);
     EXPECT_EQ(clock_realtime_ns(), INT64_C(1700000002) * second);
     EXPECT_EQ(clock_monotonic_ns(), 9 * second);
+}
+
+STORY(time_of_the_world, goes_on_with_the_clock_and_is_not_set)
+{
+    desk_page();
+    const int64_t begin_ns = clock_world_ns();
+    EXPECT_NEAR(static_cast<double>(begin_ns) / 1e9, static_cast<double>(time(nullptr)), 12.0);
+    clock_set_realtime_ns(0);
+    desk_clock_step(3'600'000);
+    EXPECT_EQ(clock_world_ns() - begin_ns, INT64_C(3'600'000'000'000));
+}
+
+STORY(time_of_the_world, is_the_systems_without_a_page)
+{
+    EXPECT_NEAR(static_cast<double>(clock_world_ns()) / 1e9, static_cast<double>(time(nullptr)), 12.0);
 }

@@ -3,13 +3,16 @@
 
 #include "core/dispatcher.h"
 #include "core/kit.h"
+#include "handlers/loud_sound.h"
 #include "handlers/maintenance.h"
 #include "handlers/motor_commands.h"
 #include "handlers/properties.h"
+#include "handlers/statistics.h"
 #include "handlers/status.h"
 #include "libkivo_util.h"
 #include "sound/prompts.h"
 #include "sound/sound.h"
+#include "store/selvar_nvram.h"
 #include "util/reply.h"
 #include "util/send_text.h"
 #include "util/text.h"
@@ -75,6 +78,34 @@ static int app_feedback(rpc_call &call)
     return result;
 }
 
+static int restore(rpc_call &call)
+{
+    report_stat(stat_cloud_reset);
+    return restore_handler(call.id, call.ackbuf, static_cast<int>(call.ackbuf_size));
+}
+
+// During a firmware update all of this but the reboot happens.
+static int restart_device(rpc_call &)
+{
+    selvar_mem_set_string("dev_status", "reset", 0);
+    report_stat(stat_restart);
+    kit_reboot();
+    return 0;
+}
+
+// These two have their receipt lines here, since they carry the message.
+static int set_lsd_config(rpc_call &call)
+{
+    log_info(">>>>set_lsd_config=%s\n", call.msg.text);
+    return otd_set_lsd_info(call.msg, call.id, call.ackbuf, "set_lsd_config", &call.reply_flag);
+}
+
+static int get_lsd_config(rpc_call &call)
+{
+    log_info(">>>>get_lsd_config=%s\n", call.msg.text);
+    return otd_get_lsd_info(call.id, call.ackbuf);
+}
+
 // The answer does not wait for the prompts.
 static int alarm_sound(rpc_call &call)
 {
@@ -89,12 +120,14 @@ using enum rpc_reply;
 
 // clang-format off
 static constexpr rpc_method rpc_methods[] = {
+    { "kiVO.restore",                { log_debug, "Got kiVO.restore...\n" },       yes,      restore,                            { log_debug, "kiVO restore fail\n" } },
     { "set_motor",                   { log_debug, "Got set_motor..\n" },           yes,      fills<otd_set_motor_process>,       { log_err, "set_motor fail\n" } },
     { "local.time",                  { log_debug, "Got local.time...\n" },         no,       text_only<local_handler_time>,      { log_err, "local.time fail\n" } },
     { "local.status",                { log_debug, "Got local.status...\n" },       no,       text_only<local_handler_status>,    { log_err, "local.status fail\n" } },
     { "local.bind",                  { log_debug, "Got local.bind...\n" },         no,       text_only<local_handler_bind>,      { log_err, "local.bind fail\n" } },
     { "local.did",                   { log_debug, "Got local.did...\n" },          no,       text_only<local_handler_query_did>, { log_err, "local.did fail\n" } },
     { "get_prop",                    { log_debug, "Got get_prop...\n" },           yes,      send_props },
+    { "restart_device",              { log_info, "recv restart infomation. The device reboot now.\n" }, plain_ok, restart_device },
     { "set_watermark",               {},                                           no,       answers_itself<set_watermark> },
     { "set_flip",                    {},                                           no,       answers_itself<set_flip> },
     { "set_wdr",                     { log_debug, "Got set_wdr...\n" },            no,       answers_itself<set_wdr> },
@@ -110,8 +143,11 @@ static constexpr rpc_method rpc_methods[] = {
     { "set_light",                   {},                                           no,       answers_itself<set_light> },
     { "set_full_color",              {},                                           no,       answers_itself<set_full_color> },
     { "set_night_mode",              { log_debug, "Got kiVO.night_mode...\n" },    to_cloud, fills<night_mode_set>,              { log_err, "kiVO.night_mode fail\n" } },
+    { "kiVO.config_loglevel",        { log_debug, "Got kiVO.config_loglevel...\n" }, no,     text_only<otd_set_loglevel> },
     { "set_improve_program",         { log_debug, "set improve_program...\n" },    plain_ok, text_only<set_improve_program> },
     { "alarm_sound",                 { log_debug, "manual play alarm sound .... \n" }, no,   alarm_sound },
+    { "set_lsd_config",              {},                                           yes,      set_lsd_config },
+    { "get_lsd_config",              {},                                           yes,      get_lsd_config },
 };
 // clang-format on
 

@@ -29,6 +29,8 @@ static constexpr led_pattern led_patterns[] = {
     { led_pattern_name::light_set_on,  { 1, 50, 1, 0, 0, 1 }, { 0, 50, 0, 0, 0, 1 }       },
     { led_pattern_name::light_set_off, { 1, 0, 1, 0, 0, 2 },  { 0, 0, 1, 0, 0, 2 }        },
     { led_pattern_name::light_call_on, { 1, 0, 1, 0, 0, 2 },  { 0, 50, 0, 0, 0, 2 }       },
+    { led_pattern_name::bind_timeout,  { 0, 0, 1, 0, 0, 2 },  { 1, 50, 2, 100, 200, 2 }   },
+    { led_pattern_name::reboot,        { 0, 50, 1, 0, 0, 2 }, { 1, 50, 0, 0, 0, 2 }       },
 };
 // clang-format on
 

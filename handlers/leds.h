@@ -12,6 +12,8 @@ enum class led_pattern_name {
     light_set_on, // when the stored setting is applied
     light_set_off,
     light_call_on, // by "set_light"
+    bind_timeout,  // nobody has bound the camera in time
+    reboot,        // on its way down
 };
 
 void leds_show(led_pattern_name name);

@@ -4,7 +4,10 @@
 #include <csignal>
 #include <cstdlib>
 
-// system ignores SIGINT while the command runs, and that forgets one that is blocked and pending.
+// system has SIGINT ignored while the command runs. One that comes meanwhile stays pending all the same,
+// since it is blocked; but one that is pending when system begins is forgotten by the kernel, so it is raised
+// again. What is lost is one that comes in the instant between the look here and system's own change of the
+// signal: no call closes that gap, and whoever sent it can send another.
 int shell_run(const char *command)
 {
     sigset_t pending;

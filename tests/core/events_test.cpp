@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: MIT
 // What the device kit reports: the reset key, the head at rest, the head on its way.
 #include "core/events.h"
-#include "util/children.h"
 
 #include "fakes/daemon_desk.h"
-
-#include <sys/wait.h>
 
 #include <thread>
 
@@ -35,14 +32,6 @@ struct events : store_open_desk {
     static void moves(const std::string &text)
     {
         happens(3, text);
-    }
-
-    // Before this the script may not have begun: under ThreadSanitizer the parent of a vfork does not wait.
-    static void script_has_ended()
-    {
-        siginfo_t information = {};
-        EXPECT_EQ(waitid(P_ALL, 0, &information, WEXITED | WNOWAIT), 0);
-        child_reap();
     }
 };
 

@@ -20,6 +20,8 @@ struct tick : daemon_desk {
         kit.sound_fd = 99;
         kit.status_received = 1;
         kit.reconnect_time = 900;
+        kit.ircut_report_time = 1000;
+        kit.sysinfo_due = 1000000;
         record_clear();
         at(1001);
     }

@@ -3,8 +3,11 @@
 #pragma once
 
 #include "store/selvar_nvram.h"
+#include "util/children.h"
 
 #include "fakes/kit_desk.h"
+
+#include <sys/wait.h>
 
 struct store_open_desk : kit_desk {
     explicit store_open_desk(selvar_notify callback = nullptr)
@@ -26,6 +29,15 @@ struct daemon_desk : store_open_desk {
 
     cloud_pair cloud;
 };
+
+// Waits for the one script that was started. Before this it may not have begun: under ThreadSanitizer the
+// parent of a vfork does not wait.
+inline void script_has_ended()
+{
+    siginfo_t information = {};
+    EXPECT_EQ(waitid(P_ALL, 0, &information, WEXITED | WNOWAIT), 0);
+    child_reap();
+}
 
 // What a write looks like in the record of calls.
 inline std::string nvram_set(const std::string &key, const std::string &value)

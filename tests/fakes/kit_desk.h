@@ -19,6 +19,7 @@
 #include "fakes/sockets.h"
 #include "fakes/store_library.h"
 #include "fakes/system_calls.h"
+#include "fakes/system_figures.h"
 #include "fakes/threads.h"
 
 #include <cstring>
@@ -105,6 +106,7 @@ inline void fakes_reset()
     shared_memory_reset();
     threads_reset();
     fixed_files_reset();
+    system_figures_reset();
     sends_reset();
     record_clear();
 }

@@ -78,6 +78,18 @@ json_object *json_object_new_int(int32_t number)
     return refused() ? nullptr : make(number);
 }
 
+json_object *json_object_new_int64(int64_t number)
+{
+    static auto *const make = real<json_object *(int64_t)>("json_object_new_int64");
+    return refused() ? nullptr : make(number);
+}
+
+json_object *json_object_new_double(double number)
+{
+    static auto *const make = real<json_object *(double)>("json_object_new_double");
+    return refused() ? nullptr : make(number);
+}
+
 int json_object_object_add(json_object *object, const char *key, json_object *value)
 {
     static auto *const add = real<int(json_object *, const char *, json_object *)>("json_object_object_add");

@@ -18,7 +18,8 @@ struct system_fakes {
     int settimeofday_result = 0; // -1 comes with settimeofday_errno
     int settimeofday_errno = 0;
     int system_result = 0;
-    std::function<void(unsigned)> on_usleep; // stands in for a usleep, which is then not recorded
+    std::function<int(const char *)> on_system; // runs after a call of system has been recorded
+    std::function<void(unsigned)> on_usleep;    // stands in for a usleep, which is then not recorded
 
     bool popen_is_real = false;
     bool popen_fails = false;
@@ -38,6 +39,9 @@ void system_reset();
 
 // The wait itself, for a script that ends in it.
 int real_ppoll(pollfd *entries, nfds_t count, const timespec *timeout, const sigset_t *mask);
+
+// Really runs it: for what harms nobody.
+int real_system(const char *command);
 
 // From now on a close of fd is recorded.
 void watch_close(int fd);

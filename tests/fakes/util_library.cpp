@@ -64,6 +64,6 @@ int generate_random_id(void)
 int report_stat_object(const char *name, json_object *object)
 {
     record_call("report_stat_object(%s, %s)", quoted(name).c_str(),
-                json_object_to_json_string_ext(object, JSON_C_TO_STRING_PLAIN));
+                json_object_to_json_string_length(object, JSON_C_TO_STRING_PLAIN, nullptr));
     return platform.report_stat_result;
 }

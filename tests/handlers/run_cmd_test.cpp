@@ -3,7 +3,6 @@
 #include "handlers/maintenance.h"
 
 #include "fakes/daemon_desk.h"
-#include "util/children.h"
 
 #include <sys/wait.h>
 
@@ -93,10 +92,8 @@ TEST_F(commands, that_really_run_leave_no_child_behind)
 TEST_F(commands, the_log_script_starts_with_an_empty_argument_list_and_is_not_waited_for)
 {
     run_log2tf();
-    siginfo_t information = {};
-    EXPECT_EQ(waitid(P_ALL, 0, &information, WEXITED | WNOWAIT), 0);
+    script_has_ended();
     EXPECT_EQ(executed(), texts{ "exec(/mnt/data/bin/log2tf.sh, null)" });
     EXPECT_EQ(story(),
               (texts{ "info: Run: /mnt/data/bin/log2tf.sh\n", "info: This is the parent process\n" }));
-    child_reap();
 }

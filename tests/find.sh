@@ -74,12 +74,14 @@ as_expression() { # ALL CHOSEN
         ' <(echo "$1") <(echo "$2") | sort | paste -s -d '\0' | sed 's/^|\(.*\)/^(\1)$/'
 }
 
-# Sets found_programs and found_tests, a regular expression for ctest. NAME: a file, a program, or a regular expression.
+# Sets found_programs and found_tests, a regular expression for ctest. NAME: a file, a program, a suite
+# or else a regular expression.
 found_programs=() found_tests=
 find_tests() { # NAME
     local all chosen longest=40000
     all=$(list_tests)
-    chosen=$(stem=$(basename "$1" .cpp) awk '$3 == ENVIRON["stem"] || $1 == ENVIRON["stem"]' <<<"$all")
+    chosen=$(name=$(basename "$1" .cpp) awk '$3 == ENVIRON["name"] || $1 == ENVIRON["name"]' <<<"$all")
+    [[ -n $chosen ]] || chosen=$(name=$1 awk -F '[ ./]' '$3 == ENVIRON["name"] || $4 == ENVIRON["name"]' <<<"$all")
     [[ -n $chosen ]] || chosen=$(name=$1 awk '$2 ~ ENVIRON["name"]' <<<"$all" 2>/dev/null) || true
     [[ -n $chosen ]] || could_not "No test's name matches \"$1\"$(near_matches "$1" "$all")"
     found_tests=$(as_expression "$all" "$chosen")

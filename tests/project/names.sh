@@ -30,6 +30,8 @@ expect() {
 }
 expect tests/simulator/ctl_waiting_test.cpp ctl_waiting_test '^(simulator.ctl_waiting..*)$'
 expect kivo_util_random_test kivo_util_random_test '^(platform.random..*)$'
+expect served_method core_test '^(core.table/served_method..*)$'
+expect first_light system_test '^(system.first_light..*)$'
 expect first_light.the_reply system_test '^(system.first_light.the_reply_goes_before_the_report)$'
 expect table/served_method.runs core_test '^(core.table/served_method.runs_its_handler/.*)$'
 expect platform.exports kivo_camwarden '^(platform.exports)$'

@@ -28,6 +28,7 @@ expect 0 "./camera run " run --help
 expect 2 "nothing is built yet; ./camera run does it" status
 expect 2 'There is no preset "gold"' run --preset gold
 expect 2 'There is no preset "gold"' run --preset=gold
+expect 2 'There is no preset "gold"' with --preset gold -- ls
 expect 2 '"leds" needs a camera' leds --name run
 expect 2 '"test" takes one NAME' test one two
 
@@ -46,4 +47,20 @@ expect 2 "Please run as root: apt-get install bubblewrap cmake espeak-ng g++" ru
 expect 2 "To run the tests, these packages are missing and will be installed: bubblewrap" test
 printf '#!/bin/sh\necho 0\n' >bin/id
 expect 2 "They could not be installed; apt-get install bubblewrap" run
+
+# What stands after "--" are words of a command of its own.
+expect 2 "To run a camera, these packages are missing" with -- ls --preset gold --help
+
+# A tool that is built, and a debugger that is not installed.
+mkdir -p build/release/simulator
+printf '#!/bin/sh\necho "tool: $*"\n' >build/release/simulator/ctl
+chmod +x build/release/simulator/ctl
+expect 2 "To hold the daemon in a debugger, these packages are missing and will be installed: gdb" gdb -batch
+expect 0 "tool: gdb --help" gdb --help
+
+# A package of two architectures is installed once.
+printf '#!/bin/sh\necho "installed installed "\n' >bin/dpkg-query
+expect 0 "tool: gdb -batch" gdb -batch
+printf '#!/bin/sh\necho "not-installed "\n' >bin/dpkg-query
+expect 2 "and will be installed: gdb" gdb -batch
 exit $bad

@@ -61,7 +61,7 @@ static constexpr ctl_command table[] = {
     { "kill",           "daemon|store|cloud|player", 1, 1, "",    "end a program at once, as a crash would; it starts again", kill_program   },
     { "reboot",         "",                     0, 0, "",         "reboot the camera: mem is lost, nvram stays",              reboot_camera  },
     { "restart daemon", "",                     0, 0, "",         "build the daemon and replace it, leave the others alone",  restart_daemon },
-    { "gdb",            "[GDB_ARGUMENTS...]",   0, any_number, "",   "hold the daemon in a debugger; the camera's clock waits",  attach_gdb     },
+    { "gdb",            "[-- GDB_ARGUMENTS...]", 0, any_number, "",   "hold the daemon in a debugger; the camera's clock waits",  attach_gdb     },
     { "shell",          "[-- COMMAND...]",      0, any_number, "",   "a shell inside the camera's sandbox",                      open_shell     },
     { "check",          "",                     0, 0, "",         "whether this system can run a camera",                     check_system   },
     { "test",           "[NAME]",               0, 1, "",         "build and run the tests, all or those whose name matches", run_tests      },

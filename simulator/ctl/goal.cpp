@@ -2,10 +2,10 @@
 #include "ctl/goal.h"
 
 #include "common/nearest.h"
-#include "ctl/render.h"
 #include "ctl/say.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <sstream>
 
 static std::vector<std::string> split(const std::string &text)

@@ -72,15 +72,22 @@ static std::string seconds(int64_t ms)
     return text;
 }
 
-// Whoever waits before a clock that stands still should know why nothing ends. Returns where it stands.
-static int64_t note_standing_clock(const ctl_request &request, int64_t before_ms)
+static int64_t now_ms()
 {
     const json_ptr status = ask_quietly(command_of("status"));
-    const int64_t now_ms = json_get_number(json_member(status, "done"), "ms", -1);
-    if (now_ms == before_ms && !request.options.json)
+    return json_get_number(json_member(status, "done"), "ms", -1);
+}
+
+// Whoever waits before a clock that stands still should know why nothing ends; once.
+static void note_standing_clock(const ctl_request &request, int64_t &before_ms, bool &noted)
+{
+    const int64_t ms = now_ms();
+    if (ms == before_ms && !noted && !request.options.json) {
         fprintf(stderr, "the camera's clock stands still at %s s; the waiting goes on\n",
-                seconds(now_ms).c_str());
-    return now_ms;
+                seconds(ms).c_str());
+        noted = true;
+    }
+    before_ms = ms;
 }
 
 static wait_result wait_patiently(const ctl_request &request, const wait_order &order, int64_t from_ms)
@@ -89,13 +96,14 @@ static wait_result wait_patiently(const ctl_request &request, const wait_order &
     wait_limits limits = { .until_ms = from_ms + order.within_ms, .host_ms = look_ms, .after_n = 0 };
     journal_reader journal;
     open_journal(request, order, journal, limits);
-    int64_t stood_ms = from_ms;
+    int64_t before_ms = from_ms;
+    bool noted = false;
     wait_result result;
     for (;;) {
         result = wait_for(order.wanted, journal, limits);
         if (result.end != wait_end::host_late)
             break;
-        stood_ms = note_standing_clock(request, stood_ms);
+        note_standing_clock(request, before_ms, noted);
     }
     journal_reader_close(journal);
     return result;

@@ -75,8 +75,11 @@ static int run_command(const std::vector<std::string> &line, camera_start &start
     int status = -1;
     for (pid_t ended = 0; command > 0 && ended != command && ended >= 0;) {
         ended = interrupts_wait(status);
-        if (ended == start.pid)
-            start_let_go(start);
+        if (ended != start.pid)
+            continue;
+        if (status != 0)
+            fprintf(stderr, "the camera ended by itself\n");
+        start_let_go(start);
     }
     return WIFSIGNALED(status) ? status_of_signal + WTERMSIG(status) : WEXITSTATUS(status);
 }

@@ -6,11 +6,12 @@
 static constexpr size_t riff_head = 12;
 static constexpr size_t chunk_head = 8; // name and size, before the chunk itself
 static constexpr size_t rate_at = 8;    // in the format's chunk
+static constexpr size_t frame_at = 12;
 
-static int64_t number_at(std::string_view bytes, size_t at)
+static int64_t number_at(std::string_view bytes, size_t at, size_t size = 4)
 {
     int64_t number = 0;
-    for (size_t i = 4; i > 0; i--)
+    for (size_t i = size; i > 0; i--)
         number = number << 8 | static_cast<unsigned char>(bytes[at + i - 1]);
     return number;
 }
@@ -35,8 +36,10 @@ wav_sound wav_look(std::string_view bytes)
         const auto told = static_cast<size_t>(number_at(bytes, at + 4));
         at += chunk_head;
         const size_t there = std::min(told, bytes.size() - at);
-        if (name == "fmt " && there >= rate_at + 4)
+        if (name == "fmt " && there >= frame_at + 2) {
             sound.rate = number_at(bytes, at + rate_at);
+            sound.frame = static_cast<size_t>(std::max(number_at(bytes, at + frame_at, 2), INT64_C(1)));
+        }
         if (name == "data") {
             sound.at = at;
             sound.size = sound.rate > 0 ? there : 0;

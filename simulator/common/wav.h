@@ -17,6 +17,7 @@ struct wav_sound {
     size_t at = 0;         // where the samples begin
     size_t size = 0;       // of the samples, as far as they are there
     int64_t rate = 0;      // bytes of samples a second
+    size_t frame = 1;      // bytes that belong together: a sample of each channel
     int64_t length_ns = 0; // how long they sound
 };
 

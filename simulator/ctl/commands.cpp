@@ -4,6 +4,7 @@
 #include "common/nearest.h"
 #include "ctl/body.h"
 #include "ctl/inside.h"
+#include "ctl/prompts.h"
 #include "ctl/property.h"
 #include "ctl/run.h"
 #include "ctl/say.h"
@@ -25,7 +26,7 @@ static int help(const ctl_request &request);
 
 // clang-format off
 static constexpr ctl_command table[] = {
-    { "run",            "",                     0, 0, "--detach --state --fresh --unbound --seed --preset", "start a camera and show what happens in it",              run_camera     },
+    { "run",            "",                     0, 0, "--detach --state --fresh --unbound --seed --speaker --preset", "start a camera and show what happens in it",              run_camera     },
     { "with",           "-- COMMAND...",        1, any_number, "--unbound --seed --preset", "run a command with a fresh camera, which is gone afterwards", with_camera  },
     { "stop",           "",                     0, 0, "",         "stop the camera; its settings stay",                       stop_camera    },
     { "status",         "",                     0, 0, "",         "what runs, the network, the binding, where the state is",  show_status    },
@@ -35,6 +36,8 @@ static constexpr ctl_command table[] = {
     { "wait",           "WHAT",                 1, any_number, "--within --since", "wait until it has come, in the camera's own time",    wait_command, wait_help },
     { "leds",           "",                     0, 0, "",         "what the two status LEDs show",                            show_leds      },
     { "head",           "",                     0, 0, "",         "where the head points",                                    show_head      },
+    { "prompts",        "",                     0, 0, "",         "which voice prompts were played, when, and whether muted", show_prompts   },
+    { "play",           "PROMPT",               1, 1, "",         "have a prompt played, as another program of the camera would", play_prompt },
     { "key press",      "",                     0, 0, "",         "press the reset key",                                      press_key      },
     { "key release",    "",                     0, 0, "",         "let go of it",                                             release_key    },
     { "key hold",       "TIME",                 1, 1, "",         "press it, and let go of it after so long: 2s",             hold_key       },

@@ -13,6 +13,7 @@ static constexpr option_row rows[] = {
     { "--fresh",   nullptr, "forget the settings first, as after a purchase",       &ctl_options::fresh,   nullptr              },
     { "--unbound", nullptr, "do not bind the camera to an account",                 &ctl_options::unbound, nullptr              },
     { "--seed",    "N",     "of the random numbers; the same one repeats them",     nullptr,               &ctl_options::seed   },
+    { "--speaker", nullptr, "let this machine play the camera's prompts",           &ctl_options::speaker, nullptr              },
     { "--preset",  "P",     "build and run release (if not given), dev, asan, tsan", nullptr,              &ctl_options::preset },
     { "--within", "TIME",   "how long, as in 500ms, 5s or 2m; 10s if not given",  nullptr,               &ctl_options::within },
     { "--since",   "N",     "count from line N of the journal on, \"start\" or \"last\"", nullptr,       &ctl_options::since  },

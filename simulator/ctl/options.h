@@ -17,6 +17,7 @@ struct ctl_options {
     bool detach = false;
     bool fresh = false;
     bool unbound = false;
+    bool speaker = false;
     bool follow = false;
     bool number = false;
 

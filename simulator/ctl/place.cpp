@@ -19,8 +19,8 @@
 namespace fs = std::filesystem;
 
 // What a run leaves behind, besides the lock. A name that ends with "*" stands for all that begin so.
-static constexpr const char *run_files[] = { "about",  "control", "journal",  "last_order",
-                                             "output", "page",    "report.*", "store" };
+static constexpr const char *run_files[] = { "about", "control",  "journal",  "last_order", "output",
+                                             "page",  "playing*", "report.*", "store" };
 static constexpr const char *state_files[] = { "nvram*", "cloud.json", "cloud.json.new" };
 
 static std::string environment(const char *name, const std::string &otherwise)

@@ -64,7 +64,7 @@ static int say_up(const ctl_request &request, const camera_start &start)
     char seconds[32];
     snprintf(seconds, sizeof(seconds), "%.1f s", static_cast<double>(host_time_ms() - start.began_ms) / 1000);
     std::string text = "camera \"" + options.name + "\" is up after " + seconds +
-                       ": the daemon, its store and its cloud client, " +
+                       ": the daemon, its store, its cloud client and its player, " +
                        (options.unbound ? "not bound\n" : "bound\n");
     if (!note.empty())
         text += "note    " + note + "\n";

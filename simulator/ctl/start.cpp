@@ -7,6 +7,7 @@
 #include "ctl/render.h"
 #include "ctl/sandbox.h"
 #include "ctl/say.h"
+#include "ctl/speaker.h"
 
 #include <fcntl.h>
 #include <sys/random.h>
@@ -57,6 +58,8 @@ static bool prepare(const ctl_request &request, camera_start &start, int &status
         return false;
     }
     reason = sandbox_trouble(where);
+    if (reason.empty() && request.options.speaker)
+        reason = speaker_trouble();
     if (!reason.empty()) {
         status = say_could_not(request, reason);
         close(start.lock);
@@ -85,8 +88,13 @@ static pid_t start_sandbox(const ctl_request &request, const std::string &seed)
     std::vector<std::string> arguments = { "--seed=" + seed };
     if (request.options.unbound)
         arguments.emplace_back("--unbound");
+    if (request.options.speaker)
+        arguments.emplace_back("--speaker");
     write_about(request, seed, getpid());
-    return sandbox_start(request.where, arguments);
+    const pid_t sandbox = sandbox_start(request.where, arguments);
+    if (sandbox > 0 && request.options.speaker)
+        speaker_start(request.where);
+    return sandbox;
 }
 
 static int wait_for(pid_t pid)

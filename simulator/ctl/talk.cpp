@@ -56,11 +56,11 @@ static bool take_received(const ctl_request &request, conversation &talk, const 
     return true;
 }
 
-// What the call has changed: store values, and LEDs that really turned.
+// What the call has changed: store values, LEDs that really turned; and prompts for the player.
 static bool is_change(json_object *entry)
 {
     const std::string what = json_get_text(entry, "what");
-    return what == "set" || what == "unset" || what == "reset" || what == "motor" ||
+    return what == "set" || what == "unset" || what == "reset" || what == "motor" || what == "prompt" ||
            (what == "led" && json_get_bool(entry, "applied"));
 }
 

@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: MIT
-// player - the audio player of a virtual camera; stage starts it.
+// player - the audio player of a virtual camera; stage starts it. With --speaker it leaves each prompt that
+// begins in the run folder, in the file "playing", for those who really play it.
 #include "player/player.h"
 
 #include "common/control.h"
 #include "common/journal.h"
+#include "common/run_folder.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <fstream>
 
 static player self;
 
@@ -21,17 +24,28 @@ static void note(const char *what, json_object *fields)
     journal_write("player", what, fields);
 }
 
+// Whoever opens it has a whole one.
+static void leave_for_the_speaker(const prompt &begun)
+{
+    const std::string path = run_folder_path("playing");
+    std::ofstream(path + ".new", std::ios::binary) << begun.bytes;
+    rename((path + ".new").c_str(), path.c_str());
+}
+
 static bool take_arguments(int count, char **texts, player_settings &settings)
 {
-    for (int i = 1; i < count; i += 2) {
+    for (int i = 1; i < count; i++) {
         std::string *place = nullptr;
         if (strcmp(texts[i], "--bus") == 0)
             place = &settings.bus;
         else if (strcmp(texts[i], "--sounds") == 0)
             place = &settings.sounds;
-        if (place == nullptr || i + 1 == count)
+        else if (strcmp(texts[i], "--speaker") == 0)
+            settings.begin = leave_for_the_speaker;
+        else
             return false;
-        *place = texts[i + 1];
+        if (place != nullptr && i + 1 < count)
+            *place = texts[++i];
     }
     return !settings.bus.empty() && !settings.sounds.empty();
 }
@@ -41,7 +55,7 @@ int main(int count, char **texts)
     player_settings settings;
     settings.note = note;
     if (!take_arguments(count, texts, settings)) {
-        fprintf(stderr, "usage: player --bus PATH --sounds FOLDER\n");
+        fprintf(stderr, "usage: player --bus PATH --sounds FOLDER [--speaker]\n");
         return 2;
     }
     if (!player_open(self, settings)) {

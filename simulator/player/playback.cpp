@@ -26,9 +26,9 @@ static void begin_first(playback &self, int64_t at_ns)
     json_set_number(fields.get(), "lasts_ms", first.length_ns / ns_per_ms);
     json_set_number(fields.get(), "at_ms", at_ns / ns_per_ms);
     json_object_object_add(fields.get(), "muted", json_object_new_boolean(self.banned));
-    self.note("playing", fields.release());
     if (self.begin != nullptr)
         self.begin(first);
+    self.note("playing", fields.release());
 }
 
 static void count_heard(playback &self, int64_t until_ns)

@@ -19,7 +19,7 @@ struct prompt {
 struct playback {
     // Told what happens, as a line of the journal. Takes fields.
     void (*note)(const char *what, json_object *fields) = nullptr;
-    // Told of each prompt when it begins, if not NULL.
+    // Told of each prompt when it is about to begin, if not NULL.
     void (*begin)(const prompt &begun) = nullptr;
 
     std::deque<prompt> queue; // the first one sounds

@@ -17,7 +17,7 @@ struct player_settings {
 
     // Writes a journal line; takes fields, which may be NULL.
     void (*note)(const char *what, json_object *fields) = nullptr;
-    // Told of each prompt when it begins, if not NULL; the bytes are kept for that alone.
+    // Told of each prompt when it is about to begin, if not NULL; the bytes are kept for that alone.
     void (*begin)(const prompt &begun) = nullptr;
 };
 

@@ -42,7 +42,7 @@ struct option_row {
     const char *name;
     const char *program; // it is handed on to
 };
-static constexpr option_row option_rows[] = { { "--unbound", "cloud" } };
+static constexpr option_row option_rows[] = { { "--unbound", "cloud" }, { "--speaker", "player" } };
 
 static bool take_option(stage &stage, const std::string &text)
 {
@@ -58,7 +58,8 @@ static bool take_option(stage &stage, const std::string &text)
         stage_find_program(stage, row.program)->options.push_back(row.name);
         return true;
     }
-    fprintf(stderr, "stage: \"%s\" is unknown; it takes --seed=TEXT and --unbound\n", text.c_str());
+    fprintf(stderr, "stage: \"%s\" is unknown; it takes --seed=TEXT, --unbound and --speaker
+", text.c_str());
     return false;
 }
 

@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+// speaker.h - really plays what the camera's player plays, on this machine, by paplay or aplay.
+#pragma once
+
+#include "ctl/place.h"
+
+#include <sys/types.h>
+
+#include <string>
+
+// What is missing for it, as one sentence; "": nothing.
+std::string speaker_trouble();
+
+// Leaves a process behind that plays until the calling process ends. The camera must leave what it plays in
+// the run folder: stage --speaker.
+void speaker_start(const place &where);

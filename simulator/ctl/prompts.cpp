@@ -144,7 +144,7 @@ static std::string how(const heard_prompt &prompt)
         return "heard";
     char text[64] = "muted";
     if (prompt.heard_ms > 0)
-        snprintf(text, sizeof(text), "muted, but for %.1f s", static_cast<double>(prompt.heard_ms) / 1000);
+        snprintf(text, sizeof(text), "muted, but for %.2f s", static_cast<double>(prompt.heard_ms) / 1000);
     return text;
 }
 

@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: MIT
+// What this machine plays with --speaker, and when it cannot.
+#include "virtual_camera.h"
+
+#include "common/host_time.h"
+#include "common/wav.h"
+
+#include <poll.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+class speaker : public camera_case {
+protected:
+    std::vector<std::string> environment;
+
+    // A machine with a sound server whose program writes down what it is given and goes on as if it played.
+    void machine_can_play();
+    command_result run();
+
+    // What was played, in order, once it is so many; fewer after 10 s.
+    std::vector<std::string> played(size_t count);
+};
+
+void speaker::machine_can_play()
+{
+    const std::string folder = camera.folder + "/programs";
+    fs::create_directory(folder);
+    std::ofstream(folder + "/paplay") << "#!/bin/sh\nset -e\ncd " << camera.folder
+                                      << "\nn=$(ls | grep -c '^played')\ncat >part\nmv part played$n\n"
+                                      << "exec sleep 2\n";
+    fs::permissions(folder + "/paplay", fs::perms::owner_all);
+    environment = { "PATH=" + folder + ":/usr/bin:/bin", "PULSE_SERVER=unix:/nowhere" };
+}
+
+command_result speaker::run()
+{
+    return run_program({ CAMERA_BUILD "/simulator/ctl", "run", "--detach", "--speaker", "--json", "--name",
+                         camera.name, "--state", camera.folder + "/state" },
+                       environment);
+}
+
+std::vector<std::string> speaker::played(size_t count)
+{
+    std::vector<std::string> sounds;
+    const int64_t deadline = host_time_ms() + 10'000;
+    while (sounds.size() < count && host_time_ms() < deadline) {
+        const std::string file = camera.folder + "/played" + std::to_string(sounds.size());
+        std::stringstream bytes;
+        if (fs::exists(file)) {
+            bytes << std::ifstream(file, std::ios::binary).rdbuf();
+            sounds.push_back(bytes.str());
+        } else {
+            poll(nullptr, 0, 10);
+        }
+    }
+    return sounds;
+}
+
+static std::string prompt_file(const std::string &name)
+{
+    std::stringstream bytes;
+    bytes << std::ifstream(CAMERA_BUILD "/sound/en/" + name, std::ios::binary).rdbuf();
+    return bytes.str();
+}
+
+TEST_F(speaker, without_a_program_or_a_card_is_refused_in_a_sentence_and_no_camera_starts)
+{
+    const std::string folder = camera.folder + "/programs";
+    fs::create_directory(folder);
+    for (const char *program : { "bwrap", "true" })
+        fs::create_symlink(std::string("/usr/bin/") + program, folder + "/" + program);
+    environment = { "PATH=" + folder, "PULSE_SERVER=", "XDG_RUNTIME_DIR=" };
+
+    const command_result refused = run();
+    environment[1] = "PULSE_SERVER=unix:/nowhere";
+    const command_result without_program = run();
+
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_EQ(without_program.status, 2);
+    EXPECT_TRUE(refused.out.find("no sound card and no sound server") != std::string::npos ||
+                refused.out.find("aplay is missing to play on the sound card") != std::string::npos)
+        << refused.out;
+    EXPECT_NE(without_program.out.find("paplay is missing to play on the sound server"), std::string::npos)
+        << without_program.out;
+    EXPECT_EQ(camera_do(camera, { "status" }).status, 2);
+}
+
+TEST_F(speaker, plays_what_the_player_was_sent)
+{
+    machine_can_play();
+    ASSERT_EQ(run().status, 0);
+
+    EXPECT_EQ(camera_do(camera, { "play", "ding" }).status, 0);
+    ASSERT_EQ(played(1).size(), 1U);
+    EXPECT_EQ(camera_do(camera, { "play", "numb_nine" }).status, 0);
+
+    const std::vector<std::string> sounds = played(2);
+    ASSERT_EQ(sounds.size(), 2U);
+    EXPECT_TRUE(sounds[0] == prompt_file("ding"));
+    EXPECT_TRUE(sounds[1] == prompt_file("numb_nine"));
+}
+
+TEST_F(speaker, is_silent_while_the_player_is_banned_and_goes_on_in_the_middle)
+{
+    machine_can_play();
+    ASSERT_EQ(run().status, 0);
+    const std::string whole = prompt_file("binding_fail_repeat");
+
+    EXPECT_EQ(camera_do(camera, { "store", "set", "mem", "motor_cmd", "[0,1,0]" }).status, 0);
+    EXPECT_EQ(camera_do(camera, { "play", "binding_fail_repeat" }).status, 0);
+
+    const std::vector<std::string> sounds = played(1);
+    ASSERT_EQ(sounds.size(), 1U);
+    const wav_sound rest = wav_look(sounds[0]);
+    EXPECT_EQ(wav_told_size(sounds[0]), static_cast<int64_t>(sounds[0].size()));
+    EXPECT_GT(rest.size, 0U);
+    EXPECT_LT(rest.size, wav_look(whole).size);
+    EXPECT_TRUE(whole.ends_with(sounds[0].substr(rest.at)));
+}

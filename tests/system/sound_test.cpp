@@ -33,11 +33,6 @@ static void play(const virtual_camera &camera, const std::string &name)
     EXPECT_EQ(camera_do(camera, { "play", name }).status, 0);
 }
 
-static void step_clock(const virtual_camera &camera, const std::string &time)
-{
-    EXPECT_EQ(camera_do(camera, { "clock", time }).status, 0);
-}
-
 static void player_connects(virtual_camera &camera)
 {
     EXPECT_TRUE(camera_sees(camera, { "who=player", "what=connected" }));
@@ -68,12 +63,11 @@ TEST_F(prompts, of_the_alarm_follow_an_ok_one_after_the_other)
     for (const char *name : { "alarm1", "alarm2", "alarm3" })
         camera_sees(camera, { "who=player", "what=played", std::string("name=") + name, "language=en" });
     const auto playing = camera_journal(camera, { "who=player", "what=playing" });
+    const auto played = camera_journal(camera, { "who=player", "what=played" });
     ASSERT_EQ(playing.size(), 3U);
-    for (size_t i = 1; i < 3; i++) {
-        EXPECT_EQ(json_get_number(playing[i].get(), "at_ms"),
-                  json_get_number(playing[i - 1].get(), "at_ms") +
-                      json_get_number(playing[i - 1].get(), "lasts_ms"));
-    }
+    ASSERT_EQ(played.size(), 3U);
+    for (size_t i = 1; i < 3; i++)
+        EXPECT_EQ(json_get_number(playing[i].get(), "at_ms"), json_get_number(played[i - 1].get(), "at_ms"));
 }
 
 TEST_F(prompts, are_muted_while_the_head_turns_and_heard_again_a_second_after_it_rests)
@@ -130,19 +124,17 @@ static size_t mapped_prompts(const std::string &process)
     return count;
 }
 
-// Kills the player so often that it stays away for five seconds of virtual time, the last time when the
-// daemon is connected; the daemon has then closed the link.
+// Kills the player so often that it stays away for three seconds, the last time when the daemon is connected;
+// the daemon has then closed the link.
 static void player_stays_away(virtual_camera &camera)
 {
-    for (const char *pause : { "+100ms", "+200ms", "+400ms", "+800ms", "+1600ms", "+3200ms" }) {
+    for (int i = 0; i < 5; i++) {
         EXPECT_EQ(camera_do(camera, { "kill", "player" }).status, 0);
-        step_clock(camera, pause);
         EXPECT_TRUE(camera_sees(camera, { "who=stage", "what=start", "program=player" }));
     }
     player_connects(camera);
     EXPECT_EQ(camera_do(camera, { "kill", "player" }).status, 0);
-    EXPECT_TRUE(camera_sees(camera, { "who=stage", "what=exit", "program=player", "restart_ms=5000" }));
-    // Nothing comes between this and the close.
+    // The daemon handles nothing between this and the close.
     EXPECT_TRUE(camera_sees(camera, { "who=daemon", "text=sound recv error no: 104\n" }));
 }
 
@@ -154,17 +146,18 @@ TEST_F(prompts, asked_for_while_the_player_is_away_are_played_in_their_order_whe
     const size_t descriptors = open_descriptors(daemon);
     player_stays_away(camera);
 
-    for (const char *name : { "exam_start", "ding", "exam_end" }) {
+    for (const char *name : { "numb_one", "ding", "numb_two" }) {
         play(camera, name);
         EXPECT_TRUE(
-            camera_sees(camera, { "who=daemon", "text=sound: exam_start receiver has not created.\n" }));
+            camera_sees(camera, { "who=daemon", "text=sound: numb_one receiver has not created.\n" }));
     }
     EXPECT_EQ(mapped_prompts(daemon), 3U);
     EXPECT_TRUE(camera_sees(camera, { "who=stage", "what=start", "program=player" }));
+    player_connects(camera);
 
-    for (const char *name : { "exam_start", "ding", "exam_end" })
+    for (const char *name : { "numb_one", "ding", "numb_two" })
         EXPECT_TRUE(camera_sees(camera, { "who=player", "what=played", std::string("name=") + name }));
-    EXPECT_EQ(names_of(camera, "playing"), (texts{ "exam_start", "ding", "exam_end" }));
+    EXPECT_EQ(names_of(camera, "playing"), (texts{ "numb_one", "ding", "numb_two" }));
     EXPECT_EQ(mapped_prompts(daemon), 0U);
     EXPECT_EQ(open_descriptors(daemon), descriptors);
 }
@@ -314,8 +307,8 @@ TEST_F(prompts, can_be_asked_for_by_name_and_listed_with_time_and_language)
     EXPECT_EQ(json_get_text(prompt, "language"), "en");
     EXPECT_EQ(json_get_text(prompt, "state"), "played");
     EXPECT_FALSE(json_get_bool(prompt, "muted"));
-    EXPECT_EQ(json_get_number(prompt, "at_ms") + json_get_number(prompt, "lasts_ms"),
-              json_get_number(played.get(), "at_ms"));
+    EXPECT_NEAR(static_cast<double>(json_get_number(prompt, "at_ms") + json_get_number(prompt, "lasts_ms")),
+                static_cast<double>(json_get_number(played.get(), "at_ms")), 1);
     camera_stop(camera);
     EXPECT_NE(camera_do(camera, { "prompts" }).out.find("sound_alarm_tarnek"), std::string::npos);
 }

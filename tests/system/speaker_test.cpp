@@ -29,7 +29,7 @@ void speaker::machine_can_play()
 {
     const std::string folder = camera.folder + "/programs";
     fs::create_directory(folder);
-    std::ofstream(folder + "/paplay") << "#!/bin/sh\nset -e\ncd " << camera.folder
+    std::ofstream(folder + "/paplay") << "#!/bin/sh\ncd " << camera.folder
                                       << "\nn=$(ls | grep -c '^played')\ncat >part\nmv part played$n\n"
                                       << "exec sleep 2\n";
     fs::permissions(folder + "/paplay", fs::perms::owner_all);

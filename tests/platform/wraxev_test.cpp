@@ -136,7 +136,7 @@ STORY(wraxev, a_packet_too_short_for_a_header_is_a_message_with_an_empty_text)
     bus_connect(desk);
     raw_message raw;
     wrax_rcv_event(desk.receiver, 3, keep_raw, &raw);
-    EXPECT_TRUE(bus_say(desk.player, "player", "a text before it"));
+    EXPECT_TRUE(bus_say(desk.player, "longer name", "a text before it"));
     EXPECT_GE(wrax_rcv_poll(desk.receiver), 0);
 
     EXPECT_TRUE(bus_greet(desk.player)); // nothing that a receiver expects a second time

@@ -82,7 +82,7 @@ static int send_packet(int fd, const void *bytes, size_t length, int64_t deadlin
     for (;;) {
         if (send(fd, bytes, length, MSG_NOSIGNAL) >= 0)
             return 0;
-        if (errno != EAGAIN && errno != EINTR)
+        if (errno != EAGAIN)
             return -1;
         if (!wait_for_room(fd, deadline_ms))
             return fail(EAGAIN);

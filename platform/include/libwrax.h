@@ -24,10 +24,10 @@ wrax_rcv *wrax_rcv_create(const char *path);
 /* event: 0 the peer connected, 1 it left, 3 it sent a message. */
 int wrax_rcv_event(wrax_rcv *receiver, int event, wrax_rcv_handler handler, void *argument);
 
-/* Negative on failure, so while nobody listens at the path. */
+/* Negative on failure, so while nobody listens at the path. Does not wait for the peer: that is event 0. */
 int wrax_rcv_start(wrax_rcv *receiver);
 
-/* The descriptor that is readable when events wait; the receiver keeps it. */
+/* The descriptor that is readable when events wait; the receiver keeps it. Negative before the start. */
 int wrax_rcv_fd(wrax_rcv *receiver);
 
 /*
@@ -36,7 +36,10 @@ int wrax_rcv_fd(wrax_rcv *receiver);
  */
 int wrax_rcv_poll(wrax_rcv *receiver);
 
-/* Sends length bytes as one message. Negative on failure. */
+/*
+ * Sends length bytes, at most 65,536, as one message, whole or not at all. Negative on failure: the peer is
+ * not connected, or has not read for so long that there is no room. Waits for a moment at most.
+ */
 int wrax_rcv_send_message(wrax_rcv *receiver, const void *bytes, int length);
 
 void wrax_rcv_destroy(wrax_rcv *receiver);

@@ -58,8 +58,8 @@ static bool take_option(stage &stage, const std::string &text)
         stage_find_program(stage, row.program)->options.push_back(row.name);
         return true;
     }
-    fprintf(stderr, "stage: \"%s\" is unknown; it takes --seed=TEXT, --unbound and --speaker
-", text.c_str());
+    fprintf(stderr, "stage: \"%s\" is unknown; it takes --seed=TEXT, --unbound and --speaker\n",
+            text.c_str());
     return false;
 }
 

@@ -23,24 +23,41 @@ protected:
 
     // What was played, in order, once it is so many; fewer after 10 s.
     std::vector<std::string> played(size_t count);
+
+    void TearDown() override;
+
+private:
+    bool runs = false;
 };
 
 void speaker::machine_can_play()
 {
     const std::string folder = camera.folder + "/programs";
     fs::create_directory(folder);
-    std::ofstream(folder + "/paplay") << "#!/bin/sh\ncd " << camera.folder
-                                      << "\nn=$(ls | grep -c '^played')\ncat >part\nmv part played$n\n"
-                                      << "exec sleep 2\n";
+    std::ofstream(folder + "/paplay")
+        << "#!/bin/sh\ncd " << camera.folder << "\nn=$(ls | grep -c '^played')\ncat >part\nmv part played$n\n"
+        << "exec sleep 2\n";
     fs::permissions(folder + "/paplay", fs::perms::owner_all);
     environment = { "PATH=" + folder + ":/usr/bin:/bin", "PULSE_SERVER=unix:/nowhere" };
 }
 
 command_result speaker::run()
 {
-    return run_program({ CAMERA_BUILD "/simulator/ctl", "run", "--detach", "--speaker", "--json", "--name",
-                         camera.name, "--state", camera.folder + "/state" },
-                       environment);
+    command_result result = run_program({ CAMERA_BUILD "/simulator/ctl", "run", "--detach", "--speaker",
+                                          "--json", "--name", camera.name, "--state", camera.state },
+                                        environment);
+    runs = result.status == 0;
+    return result;
+}
+
+// It was not started by the fixture, which lends its name and folders only.
+void speaker::TearDown()
+{
+    if (runs)
+        camera_stop(camera);
+    fs::remove_all(camera.run);
+    fs::remove_all(camera.state);
+    camera_case::TearDown();
 }
 
 std::vector<std::string> speaker::played(size_t count)
@@ -92,7 +109,8 @@ TEST_F(speaker, without_a_program_or_a_card_is_refused_in_a_sentence_and_no_came
 TEST_F(speaker, plays_what_the_player_was_sent)
 {
     machine_can_play();
-    ASSERT_EQ(run().status, 0);
+    const command_result started = run();
+    ASSERT_EQ(started.status, 0) << started.out << started.err;
 
     EXPECT_EQ(camera_do(camera, { "play", "ding" }).status, 0);
     ASSERT_EQ(played(1).size(), 1U);
@@ -107,7 +125,8 @@ TEST_F(speaker, plays_what_the_player_was_sent)
 TEST_F(speaker, is_silent_while_the_player_is_banned_and_goes_on_in_the_middle)
 {
     machine_can_play();
-    ASSERT_EQ(run().status, 0);
+    const command_result started = run();
+    ASSERT_EQ(started.status, 0) << started.out << started.err;
     const std::string whole = prompt_file("binding_fail_repeat");
 
     EXPECT_EQ(camera_do(camera, { "store", "set", "mem", "motor_cmd", "[0,1,0]" }).status, 0);

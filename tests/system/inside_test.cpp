@@ -8,7 +8,6 @@
 #include <linux/audit.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
-#include <poll.h>
 #include <pty.h>
 #include <sys/prctl.h>
 #include <sys/ptrace.h>
@@ -156,29 +155,10 @@ TEST_F(shell, command_that_dies_gives_its_signal)
     EXPECT_EQ(camera_do(camera, { "shell", "--", "sh", "-c", "kill -9 $$" }).status, 128 + SIGKILL);
 }
 
-// Adds what comes next from the terminal. false: it has ended, or nothing came within 20 s.
-static bool read_more(int terminal, std::string &text)
+static void sees(int terminal, const std::string &wanted)
 {
-    char part[512];
-    pollfd entry = { terminal, POLLIN, 0 };
-    const ssize_t count = poll(&entry, 1, 20'000) > 0 ? read(terminal, part, sizeof part) : 0;
-    text.append(part, static_cast<size_t>(count > 0 ? count : 0));
-    return count > 0;
-}
-
-static void read_until(int terminal, const std::string &wanted)
-{
-    std::string text;
-    while (!contains(text, wanted) && read_more(terminal, text)) {
-    }
+    const std::string text = read_until(terminal, wanted);
     ASSERT_TRUE(contains(text, wanted)) << text;
-}
-
-static void read_all(int terminal)
-{
-    std::string text;
-    while (read_more(terminal, text)) {
-    }
 }
 
 static void type(int terminal, const std::string &text)
@@ -196,13 +176,13 @@ TEST_F(shell, at_a_terminal_has_job_control)
         _exit(127);
     }
 
-    read_until(terminal, "camera:/# ");
+    sees(terminal, "camera:/# ");
     type(terminal, "sh -c 'echo the shell\"\"s child; exec sleep 100'\n");
-    read_until(terminal, "the shells child");
+    sees(terminal, "the shells child");
     type(terminal, "\x1a");
-    read_until(terminal, "Stopped");
+    sees(terminal, "Stopped");
     type(terminal, "kill -9 %1; fg; exit 5\n");
-    read_all(terminal);
+    read_until(terminal, "nothing more");
 
     int status = -1;
     close(terminal);

@@ -106,17 +106,6 @@ static int start_in_foreground(const virtual_camera &camera, pid_t &tool)
     return ends[0];
 }
 
-// Reads until the text comes, or the end; what was read.
-static std::string read_until(int fd, const std::string &wanted)
-{
-    std::string text;
-    char part[512];
-    ssize_t count = 0;
-    while (text.find(wanted) == std::string::npos && (count = read(fd, part, sizeof(part))) > 0)
-        text.append(part, static_cast<size_t>(count));
-    return text;
-}
-
 TEST_F(foreground, interrupt_stops_everything_in_order)
 {
     pid_t tool = -1;

@@ -9,6 +9,7 @@
 #include "ctl/waiting.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -80,6 +81,20 @@ command_result run_program(const std::vector<std::string> &line, const std::vect
     result.err = whole_file(folder + "/err");
     fs::remove_all(folder);
     return result;
+}
+
+std::string read_until(int fd, const std::string &wanted)
+{
+    constexpr int patience_ms = 20'000;
+    std::string text;
+    char part[512];
+    pollfd entry = { fd, POLLIN, 0 };
+    ssize_t count = 1;
+    while (text.find(wanted) == std::string::npos && count > 0) {
+        count = poll(&entry, 1, patience_ms) > 0 ? read(fd, part, sizeof(part)) : 0;
+        text.append(part, static_cast<size_t>(count > 0 ? count : 0));
+    }
+    return text;
 }
 
 command_result camera_do(const virtual_camera &camera, std::vector<std::string> words)

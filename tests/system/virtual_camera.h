@@ -36,6 +36,10 @@ struct virtual_camera {
 command_result run_program(const std::vector<std::string> &line,
                            const std::vector<std::string> &environment = {}, void (*prepare)(void) = nullptr);
 
+// Reads until the text comes; ends before that when there is no more, or nothing comes for 20 s. What was
+// read.
+std::string read_until(int fd, const std::string &wanted);
+
 // The tool, with the camera's name.
 command_result camera_do(const virtual_camera &camera, std::vector<std::string> words);
 

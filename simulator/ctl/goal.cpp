@@ -2,6 +2,7 @@
 #include "ctl/goal.h"
 
 #include "common/nearest.h"
+#include "ctl/prompts.h"
 #include "ctl/say.h"
 
 #include <algorithm>
@@ -245,6 +246,11 @@ static bool is_prompt(const goal &goal, json_object *line)
     return is(line, "who", "player") && is(line, "what", "played") && is(line, "name", goal.value);
 }
 
+static std::string check_prompt(const goal &goal, const place &where)
+{
+    return prompts_check(where, goal.value);
+}
+
 static bool take_members(goal &goal, const std::string &words)
 {
     goal.members = split(words);
@@ -274,7 +280,7 @@ static constexpr goal_row rows[] = {
     { "head",    "H,V",                                 "the head rests there, 0 to 100 each",                    take_position, is_about_head,   is_head,         look_at_head   },
     { "message", "TEXT",                                "the daemon sends the cloud a message with that text", take_text,     is_message,      is_that_message, nullptr        },
     { "log",     "TEXT",                                "a program logs a line with that text",                take_text,     is_log,          is_that_log,     nullptr        },
-    { "prompt",  "NAME",                                "the player has played that prompt to its end",               take_text,     is_about_player, is_prompt,       nullptr        },
+    { "prompt",  "NAME",                                "the player has played that prompt to its end",               take_text,     is_about_player, is_prompt,       nullptr,        check_prompt },
     { "line",    "MEMBER=TEXT...",                      "a line with all these members is in the journal",     take_members,  is_any,          is_line,         nullptr        },
 };
 // clang-format on

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "common/json.h"
+#include "ctl/place.h"
 
 #include <span>
 #include <string>
@@ -35,6 +36,8 @@ struct goal_row {
     // Asks the camera, whose socket CAMERA_RUN names, for the present state and describes it; whether it is
     // the one that is waited for. NULL: an event.
     bool (*look)(const goal &goal, std::string &present);
+    // "", or a sentence about something that such a camera never has. NULL: it may have anything.
+    std::string (*check)(const goal &goal, const place &where) = nullptr;
 };
 
 // In the order in which help shows them.

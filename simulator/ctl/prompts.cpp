@@ -25,17 +25,27 @@ static std::vector<std::string> prompt_names(const place &where)
     return names;
 }
 
+static std::string unknown_prompt(const std::string &name, const std::vector<std::string> &names)
+{
+    const std::string guess = did_you_mean(name, names);
+    return "there is no prompt \"" + name + "\"" +
+           (guess.empty() ? "; simulator/factory/prompts has them all" : guess);
+}
+
+std::string prompts_check(const place &where, const std::string &name)
+{
+    const std::vector<std::string> names = prompt_names(where);
+    const bool known = std::find(names.begin(), names.end(), name) != names.end();
+    return known ? "" : unknown_prompt(name, names);
+}
+
 int play_prompt(const ctl_request &request)
 {
     const std::string &name = request.arguments[0];
     const std::vector<std::string> names = prompt_names(request.where);
     const auto found = std::find(names.begin(), names.end(), name);
-    if (found == names.end()) {
-        const std::string guess = did_you_mean(name, names);
-        return say_could_not(request,
-                             "there is no prompt \"" + name + "\"" +
-                                 (guess.empty() ? "; simulator/factory/prompts has them all" : guess));
-    }
+    if (found == names.end())
+        return say_could_not(request, unknown_prompt(name, names));
     const std::string value = "[" + std::to_string(found - names.begin()) + ",1,0]";
     const json_ptr command = command_of("store.set");
     json_set_text(command.get(), "space", "mem");

@@ -42,6 +42,10 @@ static bool read_order(const ctl_request &request, wait_order &order, std::strin
         text += (text.empty() ? "" : " ") + word;
     if (!goal_parse(text, order.wanted, reason))
         return false;
+    const goal_row &row = *order.wanted.row;
+    reason = row.check == nullptr ? "" : row.check(order.wanted, request.where);
+    if (!reason.empty())
+        return false;
     order.within_ms = duration_ms(within);
     order.since = request.options.since;
     if (order.within_ms < 0)

@@ -85,6 +85,20 @@ TEST_F(waited_for, event_counts_from_now_on_or_since_the_last_order)
     EXPECT_EQ(start.out, last.out);
 }
 
+TEST_F(waited_for, prompt_has_come_when_it_was_played_to_its_end)
+{
+    camera_start(camera);
+    camera_do(camera, { "play", "ding" });
+
+    const command_result played = camera_do(camera, { "wait", "prompt ding", "--since", "last" });
+    const command_result unknown = camera_do(camera, { "wait", "prompt dign" });
+
+    EXPECT_EQ(played.status, 0) << played.err;
+    EXPECT_TRUE(contains(played.out, "player  ends ding")) << played.out;
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_EQ(unknown.err, "there is no prompt \"dign\", did you mean \"ding\"?\n");
+}
+
 TEST_F(waited_for, event_counts_after_a_line_of_the_journal)
 {
     camera_start(camera);

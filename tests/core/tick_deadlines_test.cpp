@@ -66,6 +66,13 @@ TEST_F(held_key, and_released_does_nothing)
     EXPECT_EQ(story_at(1002), texts{});
 }
 
+TEST_F(held_key, that_is_released_as_the_clock_is_read_does_nothing)
+{
+    platform.on_clock = [] { shared(kit.key_press_time).store(0); };
+    EXPECT_EQ(story_at(1002), texts{});
+    EXPECT_EQ(kit.key_press_time, 0U);
+}
+
 TEST_F(held_key, across_the_wrap_of_the_clock_counts_on)
 {
     kit.key_press_time = UINT32_MAX;
@@ -198,6 +205,16 @@ TEST_F(running_rotation, that_begins_as_the_clock_is_read_is_not_stopped)
     kit.track_time = 1005;
     ticks_at(1005);
     EXPECT_FALSE(log_mentions("rotate = "));
+}
+
+// Between two checks of one tick a second may pass.
+TEST_F(deadline, each_check_reads_the_clock_anew)
+{
+    kit.reboot_time = 1000;
+    kit.time_set_at = 1;
+    platform.on_clock = [] { platform.monotonic_s++; };
+    ticks_at(1003);
+    EXPECT_TRUE(called(terminates)) << "the second check of the clock finds it two seconds on";
 }
 
 // Everything at once, in the order of the steps.

@@ -6,6 +6,12 @@
 #include <atomic>
 #include <cstring>
 
+static void happens_in_kit()
+{
+    if (platform.on_kit_call)
+        platform.on_kit_call();
+}
+
 int torvu_camwarden_init(torvu_event_callback callback)
 {
     record_call("torvu_camwarden_init(%s)", callback == nullptr ? "none" : "yes");
@@ -20,6 +26,7 @@ void torvu_camwarden_exit(void)
 
 int torvu_led_control(int index, int brightness, int mode, int on_ms, int off_ms, int priority)
 {
+    happens_in_kit();
     record_call("torvu_led_control(%d, %d, %d, %d, %d, %d)", index, brightness, mode, on_ms, off_ms,
                 priority);
     return 0;
@@ -27,6 +34,7 @@ int torvu_led_control(int index, int brightness, int mode, int on_ms, int off_ms
 
 int torvu_led_setpriority(int priority)
 {
+    happens_in_kit();
     record_call("torvu_led_setpriority(%d)", priority);
     return 0;
 }
@@ -44,6 +52,7 @@ static std::string parameter(int operation, const void *param, int length)
 
 int torvu_motor_control(int operation, void *param, int length)
 {
+    happens_in_kit();
     record_call("torvu_motor_control(%d, %s, %d)", operation, parameter(operation, param, length).c_str(),
                 length);
     if (!platform.motor_text.empty() && operation <= 6)
@@ -53,6 +62,7 @@ int torvu_motor_control(int operation, void *param, int length)
 
 int motor_running_dectect(void)
 {
+    happens_in_kit();
     record_call("motor_running_dectect()");
     if (platform.motor_moves_for > 0)
         return platform.motor_moves_for--;

@@ -5,6 +5,7 @@
 #include <libcam_warden.h>
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 struct platform_fakes {
@@ -19,6 +20,8 @@ struct platform_fakes {
     int motor_running = 0;
     int motor_moves_for = 0; // this many questions are answered with movement, then motor_running counts
     int report_stat_result = 0;
+    std::function<void()> on_clock;    // before each reading of time_monotonic
+    std::function<void()> on_kit_call; // inside each call of the LEDs and the motor, on the caller's thread
 
     torvu_event_callback device_event = nullptr; // as given to torvu_camwarden_init
 };

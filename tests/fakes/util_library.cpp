@@ -36,6 +36,8 @@ void log_set_syslog_level(int priority)
 
 uint32_t time_monotonic(void)
 {
+    if (platform.on_clock)
+        platform.on_clock();
     return std::atomic_ref<uint32_t>(platform.monotonic_s).load();
 }
 

@@ -2,17 +2,16 @@
 #include "handlers/motor_commands.h"
 
 #include "core/kit.h"
+#include "handlers/properties.h"
 #include "libcam_warden.h"
 #include "libkivo_util.h"
 #include "store/selvar_nvram.h"
 #include "util/reply.h"
-#include "util/send_text.h"
 
 #include <cstdio>
 #include <cstring>
 
 constexpr int64_t hands_off_ms = 5000; // tracking must not fight whoever has just moved the head
-constexpr size_t report_size = 1024;
 
 // One "set_motor" on its way.
 struct motor_request {
@@ -151,9 +150,5 @@ int check_track_enable(void)
 
 int report_track_status(const char *value)
 {
-    char text[report_size];
-    snprintf(text, sizeof text, "{\"id\":%d,\"method\":\"props\",\"params\":{\"track\":\"%s\"}}",
-             generate_random_id(), value);
-    log_debug("reportbuf: %s\n", text);
-    return send_text(kit.otd_sock, text);
+    return report_prop("track", value);
 }

@@ -27,13 +27,18 @@ void send_ok_reply(const json_text &msg)
     send_text(kit.otd_sock, text);
 }
 
-int report_power_status(const char *value)
+int report_prop(const char *name, const char *value)
 {
     char text[reply_size];
-    snprintf(text, sizeof text, "{\"id\":%d,\"method\":\"props\",\"params\":{\"power\":\"%s\"}}",
-             generate_random_id(), value);
+    snprintf(text, sizeof text, "{\"id\":%d,\"method\":\"props\",\"params\":{\"%s\":\"%s\"}}",
+             generate_random_id(), name, value);
     log_debug("reportbuf: %s\n", text);
     return send_text(kit.otd_sock, text);
+}
+
+int report_power_status(const char *value)
+{
+    return report_prop("power", value);
 }
 
 bool refused_by_update(void)

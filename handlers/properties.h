@@ -33,5 +33,6 @@ bool refused_by_update(void);
 // The early OK, sent only to the cloud client's own requests.
 void send_ok_reply(const json_text &msg);
 
-// Tells the cloud client; what send returned.
+// Tell the cloud client; what send returned.
+int report_prop(const char *name, const char *value);
 int report_power_status(const char *value);

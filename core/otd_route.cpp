@@ -115,16 +115,25 @@ static char *copy_message(const char *start, size_t length)
     return copy;
 }
 
-// One tokener serves every block, since making one costs as much as a tenth of a request. NULL: memory ran
-// out.
+// One tokener serves block after block, since making one costs as much as a tenth of a request. Only after a
+// parse that stopped half-way there is a new one: a reset leaves the first half of a surrogate pair in it,
+// which the next block's first escape would be joined with.
+static json_tokener *kept_tokener = nullptr;
+
+// NULL: memory ran out.
 static json_tokener *fresh_tokener(void)
 {
-    static json_tokener *tokener = nullptr;
-    if (!tokener)
-        tokener = json_tokener_new();
-    if (tokener)
-        json_tokener_reset(tokener);
-    return tokener;
+    if (!kept_tokener)
+        kept_tokener = json_tokener_new();
+    if (kept_tokener)
+        json_tokener_reset(kept_tokener);
+    return kept_tokener;
+}
+
+static void forget_tokener(void)
+{
+    json_tokener_free(kept_tokener);
+    kept_tokener = nullptr;
 }
 
 // The first value of the block decides whether it is JSON at all. It is parsed here once; only a block that
@@ -144,6 +153,7 @@ int otd_recv_handler_block(int sock, const char *data, int len)
         int left = len - consumed;
         json_ptr value(json_tokener_parse_ex(tokener, start, left));
         if (!value) {
+            forget_tokener();
             if (consumed == 0 && json_verify(data) != 0)
                 return -1;
             log_warning("%s(), token parse error msg: %.*s, length: %d bytes\n", __func__, left, start, left);

@@ -93,6 +93,28 @@ TEST_F(receiving, bytes_of_an_earlier_message_never_complete_a_cut_one)
     EXPECT_EQ(sent_texts(), texts{});
 }
 
+TEST_F(receiving, half_a_surrogate_pair_is_never_joined_with_a_later_message)
+{
+    for (const char *stopped :
+         { R"({"id":7,"v":"\ud83d\u)", R"({"id":7,"v":"\ud83d)", R"({"id":7,"v":"\ud83d\uZ"})" }) {
+        receives(stopped);
+        record_clear();
+        receives(R"({"id":8,"method":"set_motion_record","params":["\u4e2d"]})");
+        EXPECT_TRUE(called(nvram_set("motion_record", "\u4e2d"))) << stopped;
+    }
+}
+
+TEST_F(receiving, a_pair_cut_in_two_is_whole_when_its_second_half_comes_in_the_same_burst)
+{
+    const std::string message = R"({"id":8,"method":"set_motion_record","params":["\ud83d\ude00"]})";
+    const std::string first = asks_power(7) + message.substr(0, message.find("ude00"));
+    EXPECT_EQ(otd_recv_handler_block(kit.otd_sock, first.c_str(), static_cast<int>(first.size())),
+              static_cast<int>(asks_power(7).size()));
+    EXPECT_EQ(otd_recv_handler_block(kit.otd_sock, message.c_str(), static_cast<int>(message.size())),
+              static_cast<int>(message.size()));
+    EXPECT_TRUE(called(nvram_set("motion_record", "\U0001F600")));
+}
+
 TEST_F(receiving, messages_across_the_window_are_put_together_within_a_burst)
 {
     std::string stream;

@@ -7,10 +7,7 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
-
-namespace fs = std::filesystem;
 
 // A prompt's place in the table is its number.
 static std::vector<std::string> prompt_names(const place &where)
@@ -186,10 +183,9 @@ static json_object *prompt_json(const heard_prompt &prompt)
 int show_prompts(const ctl_request &request)
 {
     const place &where = request.where;
-    std::error_code error;
-    if (!fs::exists(where.run + "/journal", error))
-        return say_could_not(request, "camera \"" + where.name + "\" has no log yet; ./camera run" +
-                                          place_name_option(where.name) + " starts it");
+    int status = ctl_done;
+    if (!say_whether_it_ran(request, status))
+        return status;
     std::string text;
     json_object *list = json_object_new_array();
     for (const heard_prompt &prompt : read_prompts(where)) {

@@ -3,6 +3,8 @@
 
 #include "common/control.h"
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -48,6 +50,16 @@ int say_refused(const ctl_request &request, const std::string &sentence)
 int say_could_not(const ctl_request &request, const std::string &sentence)
 {
     return say_no(request, "failed", sentence, ctl_could_not);
+}
+
+bool say_whether_it_ran(const ctl_request &request, int &status)
+{
+    const place &where = request.where;
+    if (access((where.run + "/journal").c_str(), F_OK) == 0)
+        return true;
+    status = say_could_not(request, "camera \"" + where.name + "\" has no log yet; ./camera run" +
+                                        place_name_option(where.name) + " starts it");
+    return false;
 }
 
 json_ptr command_of(const char *name)

@@ -11,6 +11,10 @@ int say_done(const ctl_request &request, json_object *done, const std::string &t
 int say_refused(const ctl_request &request, const std::string &sentence);
 int say_could_not(const ctl_request &request, const std::string &sentence);
 
+// false: the camera has never run, so there is no journal to read; this has been said, and status is the exit
+// status.
+bool say_whether_it_ran(const ctl_request &request, int &status);
+
 // A line of text for a person at once, nothing with --json.
 void say(const ctl_request &request, const std::string &text);
 

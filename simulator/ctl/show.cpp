@@ -198,10 +198,9 @@ static int show_journal(const ctl_request &request, const std::string &what)
     constexpr int look_ms = 500;
     const place &where = request.where;
     journal_reader journal;
-    std::error_code error;
-    if (!fs::exists(where.run + "/journal", error))
-        return say_could_not(request, "camera \"" + where.name + "\" has no log yet; ./camera run" +
-                                          place_name_option(where.name) + " starts it");
+    int status = ctl_done;
+    if (!say_whether_it_ran(request, status))
+        return status;
     signal(SIGPIPE, SIG_DFL);
     journal_reader_open(journal, where.run, false);
     const bool follow = request.options.follow;

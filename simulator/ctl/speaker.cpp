@@ -8,6 +8,7 @@
 #include "ctl/interrupts.h"
 #include "ctl/journal_reader.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -53,30 +54,25 @@ static bool has_sound_card()
     return fs::exists("/proc/asound/card0", error);
 }
 
-// The program that plays a WAV file from its standard input; empty: there is none that could.
-static std::vector<std::string> program()
-{
-    if (has_sound_server() && has_program("paplay"))
-        return { "paplay" };
-    if (has_sound_card() && has_program("aplay"))
-        return { "aplay", "-q" };
-    return {};
-}
+// A way to be heard: a program that plays a WAV file from its standard input.
+struct way_row {
+    bool (*is_there)();
+    const char *what;
+    const char *program;
+    const char *option; // NULL: none
+    const char *package;
+};
 
-std::string speaker_trouble()
-{
-    if (!program().empty())
-        return "";
-    if (has_sound_server())
-        return "paplay is missing to play on the sound server; apt-get install pulseaudio-utils brings it";
-    if (has_sound_card())
-        return "aplay is missing to play on the sound card; apt-get install alsa-utils brings it";
-    return "this machine has no sound card and no sound server to play on; without --speaker the camera "
-           "runs, and ./camera prompts tells what would be heard";
-}
+// clang-format off
+static constexpr way_row ways[] = {
+    { has_sound_server, "the sound server", "paplay", nullptr, "pulseaudio-utils" },
+    { has_sound_card,   "the sound card",   "aplay",  "-q",    "alsa-utils"       },
+};
+// clang-format on
+
+static const way_row *chosen; // by speaker_trouble
 
 struct speaker {
-    std::vector<std::string> program;
     place where;
     std::string bytes; // of the prompt that sounds; empty: none does
     int64_t began_ms = 0;
@@ -110,42 +106,103 @@ static void end_with_parent()
     prctl(PR_SET_PDEATHSIG, SIGKILL);
 }
 
+// The process that plays; -1: none could be started.
+static pid_t start(const way_row &way, const std::string &sound)
+{
+    const int input = memfd_create("sound", MFD_CLOEXEC);
+    const bool ready = input >= 0 &&
+                       write(input, sound.data(), sound.size()) == static_cast<ssize_t>(sound.size()) &&
+                       lseek(input, 0, SEEK_SET) == 0;
+    const pid_t pid = ready ? fork() : -1;
+    if (pid == 0) {
+        end_with_parent();
+        const int nothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        dup2(input, STDIN_FILENO);
+        dup2(nothing, STDOUT_FILENO);
+        dup2(nothing, STDERR_FILENO);
+        std::vector<std::string> line = { way.program };
+        if (way.option != nullptr)
+            line.emplace_back(way.option);
+        execute(line);
+        _exit(127);
+    }
+    if (input >= 0)
+        close(input);
+    return pid;
+}
+
+// Waits until it is over; after longest_ms it is ended. Returns how it ended, as waitpid(2) tells it.
+static int end(pid_t &playing, int longest_ms)
+{
+    constexpr int look_ms = 5;
+    int status = -1;
+    for (int waited_ms = 0; playing > 0 && waitpid(playing, &status, WNOHANG) == 0; waited_ms += look_ms) {
+        if (waited_ms >= longest_ms)
+            kill(playing, SIGKILL);
+        poll(nullptr, 0, look_ms);
+    }
+    playing = -1;
+    return status;
+}
+
+static std::string silence()
+{
+    constexpr size_t rate = 8000;
+    const std::string samples(rate / 10, '\x80'); // of eight bits
+    const std::string format =
+        std::string("\1\0\1\0", 4) + number(rate) + number(rate) + std::string("\1\0\10\0", 4);
+    const std::string chunks =
+        "WAVEfmt " + number(format.size()) + format + "data" + number(samples.size()) + samples;
+    return "RIFF" + number(chunks.size()) + chunks;
+}
+
+static bool can_play(const way_row &way)
+{
+    constexpr int patience_ms = 3000;
+    pid_t playing = start(way, silence());
+    return end(playing, patience_ms) == 0;
+}
+
+static std::string trouble_of(const way_row &way)
+{
+    const std::string program = way.program;
+    if (!has_program(way.program))
+        return program + " is missing to play on " + way.what + "; apt-get install " + way.package +
+               " brings it";
+    if (!can_play(way))
+        return program + " cannot play on " + way.what + " of this machine; " + program +
+               " with a WAV file tells why";
+    return "";
+}
+
+std::string speaker_trouble()
+{
+    std::string trouble =
+        "this machine has no sound card and no sound server to play on; without --speaker the "
+        "camera runs, and ./camera prompts tells what would be heard";
+    for (const way_row &way : ways) {
+        if (!way.is_there())
+            continue;
+        trouble = trouble_of(way);
+        if (!trouble.empty())
+            continue;
+        chosen = &way;
+        break;
+    }
+    return trouble;
+}
+
 static void play(speaker &self, int64_t from_ms)
 {
     const std::string rest = rest_of(self.bytes, from_ms);
-    const int input = rest.empty() ? -1 : memfd_create("sound", MFD_CLOEXEC);
-    if (input < 0)
-        return;
-    const bool ready = write(input, rest.data(), rest.size()) == static_cast<ssize_t>(rest.size()) &&
-                       lseek(input, 0, SEEK_SET) == 0;
-    self.playing = ready ? fork() : -1;
-    if (self.playing == 0) {
-        end_with_parent();
-        dup2(input, STDIN_FILENO);
-        execute(self.program);
-        _exit(127);
-    }
-    close(input);
-}
-
-// Waits until it is over; after longest_ms it is ended.
-static void end(speaker &self, int longest_ms)
-{
-    constexpr int look_ms = 5;
-    int waited_ms = 0;
-    while (self.playing > 0 && waitpid(self.playing, nullptr, WNOHANG) == 0) {
-        if (waited_ms >= longest_ms)
-            kill(self.playing, SIGKILL);
-        poll(nullptr, 0, look_ms);
-        waited_ms += look_ms;
-    }
-    self.playing = -1;
+    if (!rest.empty())
+        self.playing = start(*chosen, rest);
 }
 
 static void on_playing(speaker &self, json_object *entry)
 {
     constexpr int tail_ms = 1000; // what the machine's sound lags behind
-    end(self, tail_ms);
+    end(self.playing, tail_ms);
     self.bytes = place_read(self.where, "playing");
     self.began_ms = json_get_number(entry, "at_ms");
     if (!json_get_bool(entry, "muted"))
@@ -159,12 +216,12 @@ static void on_played(speaker &self, json_object *)
 
 static void on_banned(speaker &self, json_object *)
 {
-    end(self, 0);
+    end(self.playing, 0);
 }
 
 static void on_unbanned(speaker &self, json_object *entry)
 {
-    end(self, 0);
+    end(self.playing, 0);
     play(self, json_get_number(entry, "ms") - self.began_ms);
 }
 
@@ -186,7 +243,6 @@ static constexpr speaker_row rows[] = {
 {
     constexpr int look_ms = 1000;
     speaker self;
-    self.program = program();
     self.where = where;
     journal_reader journal;
     journal_reader_open(journal, where.run, false);

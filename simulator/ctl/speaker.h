@@ -8,9 +8,9 @@
 
 #include <string>
 
-// What is missing for it, as one sentence; "": nothing.
+// What is in the way, as one sentence; "": nothing. Plays a tenth of a second of silence to see.
 std::string speaker_trouble();
 
-// Leaves a process behind that plays until the calling process ends. The camera must leave what it plays in
-// the run folder: stage --speaker.
+// Leaves a process behind that plays until the calling process ends, where nothing was in the way. The camera
+// must leave what it plays in the run folder: stage --speaker.
 void speaker_start(const place &where);

@@ -163,6 +163,21 @@ bool desk_wait(const std::function<bool()> &condition)
     return holds_within(longest_wait, condition);
 }
 
+void desk_turn_until(const std::function<void(int ready_fd)> &turn, const std::function<bool()> &condition)
+{
+    constexpr auto longest = std::chrono::seconds(10);
+    int ends[2] = { -1, -1 };
+    ASSERT_EQ(pipe(ends), 0);
+    ASSERT_EQ(write(ends[1], "x", 1), 1);
+    const auto deadline = std::chrono::steady_clock::now() + longest;
+    do
+        turn(ends[0]);
+    while (!condition() && std::chrono::steady_clock::now() < deadline);
+    EXPECT_TRUE(condition());
+    close(ends[0]);
+    close(ends[1]);
+}
+
 void desk_catch_stderr(void)
 {
     int fd = open(desk_path("stderr").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);

@@ -57,6 +57,10 @@ std::vector<std::string> desk_journal_of(const char *what);
 // Waits until the condition holds; false when it does not within 20 s.
 bool desk_wait(const std::function<bool()> &condition);
 
+// Lets a program's loop turn until the condition holds; the case fails when it does not within 10 s. turn is
+// given a descriptor that is readable at once, so that it never waits for more than there is.
+void desk_turn_until(const std::function<void(int ready_fd)> &turn, const std::function<bool()> &condition);
+
 // From now on standard error goes into a file; what it holds so far.
 void desk_catch_stderr(void);
 std::string desk_stderr(void);

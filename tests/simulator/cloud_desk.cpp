@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "cloud_desk.h"
 
-#include "common/host_time.h"
 #include "common/journal.h"
 
 #include <arpa/inet.h>
@@ -53,17 +52,7 @@ void cloud_desk_close(cloud_desk &desk)
 
 void cloud_works_until(cloud_desk &desk, const std::function<bool()> &condition)
 {
-    // Readable at once, so that the cloud client never waits for more than there is.
-    int ends[2] = { -1, -1 };
-    ASSERT_EQ(pipe(ends), 0);
-    ASSERT_EQ(write(ends[1], "x", 1), 1);
-    const int64_t deadline = host_time_ms() + 10'000;
-    do
-        cloud_wait(desk.self, ends[0]);
-    while (!condition() && host_time_ms() < deadline);
-    EXPECT_TRUE(condition());
-    close(ends[0]);
-    close(ends[1]);
+    desk_turn_until([&](int ready_fd) { cloud_wait(desk.self, ready_fd); }, condition);
 }
 
 void daemon_connects(cloud_desk &desk)

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "player_desk.h"
 
-#include "common/host_time.h"
 #include "common/journal.h"
 #include "player/wire.h"
 
@@ -41,17 +40,7 @@ void player_desk_close(player_desk &desk)
 
 void player_works_until(player_desk &desk, const std::function<bool()> &condition)
 {
-    // Readable at once, so that the player never waits for more than there is.
-    int ends[2] = { -1, -1 };
-    ASSERT_EQ(pipe(ends), 0);
-    ASSERT_EQ(write(ends[1], "x", 1), 1);
-    const int64_t deadline = host_time_ms() + 10'000;
-    do
-        player_wait(desk.self, ends[0]);
-    while (!condition() && host_time_ms() < deadline);
-    EXPECT_TRUE(condition());
-    close(ends[0]);
-    close(ends[1]);
+    desk_turn_until([&](int ready_fd) { player_wait(desk.self, ready_fd); }, condition);
 }
 
 void player_works(player_desk &desk)

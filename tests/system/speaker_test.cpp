@@ -17,7 +17,9 @@ class speaker : public camera_case {
 protected:
     std::vector<std::string> environment;
 
-    // A machine with a sound server whose program writes down what it is given and goes on as if it played.
+    // A machine with a sound server whose program does as the script says: write down what it is given, and
+    // go on as if it played it.
+    void machine_has(const std::string &script);
     void machine_can_play();
     command_result run();
 
@@ -30,15 +32,20 @@ private:
     bool runs = false;
 };
 
-void speaker::machine_can_play()
+void speaker::machine_has(const std::string &script)
 {
     const std::string folder = camera.folder + "/programs";
     fs::create_directory(folder);
-    std::ofstream(folder + "/paplay")
-        << "#!/bin/sh\ncd " << camera.folder << "\nn=$(ls | grep -c '^played')\ncat >part\nmv part played$n\n"
-        << "exec sleep 2\n";
+    std::ofstream(folder + "/paplay") << "#!/bin/sh\n" << script;
     fs::permissions(folder + "/paplay", fs::perms::owner_all);
     environment = { "PATH=" + folder + ":/usr/bin:/bin", "PULSE_SERVER=unix:/nowhere" };
+}
+
+void speaker::machine_can_play()
+{
+    // The first sound is the trial, which is over at once.
+    machine_has("cd " + camera.folder +
+                "\nn=$(ls | grep -c '^played')\ncat >part\nmv part played$n\n[ $n = 0 ] || exec sleep 2\n");
 }
 
 command_result speaker::run()
@@ -65,7 +72,7 @@ std::vector<std::string> speaker::played(size_t count)
     std::vector<std::string> sounds;
     const int64_t deadline = host_time_ms() + 10'000;
     while (sounds.size() < count && host_time_ms() < deadline) {
-        const std::string file = camera.folder + "/played" + std::to_string(sounds.size());
+        const std::string file = camera.folder + "/played" + std::to_string(sounds.size() + 1);
         std::stringstream bytes;
         if (fs::exists(file)) {
             bytes << std::ifstream(file, std::ios::binary).rdbuf();
@@ -104,6 +111,16 @@ TEST_F(speaker, without_a_program_or_a_card_is_refused_in_a_sentence_and_no_came
     EXPECT_NE(without_program.out.find("paplay is missing to play on the sound server"), std::string::npos)
         << without_program.out;
     EXPECT_EQ(camera_do(camera, { "status" }).status, 2);
+}
+
+TEST_F(speaker, that_fails_when_it_is_tried_is_refused)
+{
+    machine_has("exit 1\n");
+
+    const command_result refused = run();
+
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_NE(refused.out.find("paplay cannot play on the sound server"), std::string::npos) << refused.out;
 }
 
 TEST_F(speaker, plays_what_the_player_was_sent)

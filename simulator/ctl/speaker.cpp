@@ -59,14 +59,14 @@ struct way_row {
     bool (*is_there)();
     const char *what;
     const char *program;
-    const char *option; // NULL: none
+    const char *option;
     const char *package;
 };
 
 // clang-format off
 static constexpr way_row ways[] = {
-    { has_sound_server, "the sound server", "paplay", nullptr, "pulseaudio-utils" },
-    { has_sound_card,   "the sound card",   "aplay",  "-q",    "alsa-utils"       },
+    { has_sound_server, "the sound server", "paplay", "--latency-msec=100", "pulseaudio-utils" },
+    { has_sound_card,   "the sound card",   "aplay",  "-q",                 "alsa-utils"       },
 };
 // clang-format on
 
@@ -120,10 +120,7 @@ static pid_t start(const way_row &way, const std::string &sound)
         dup2(input, STDIN_FILENO);
         dup2(nothing, STDOUT_FILENO);
         dup2(nothing, STDERR_FILENO);
-        std::vector<std::string> line = { way.program };
-        if (way.option != nullptr)
-            line.emplace_back(way.option);
-        execute(line);
+        execute({ way.program, way.option });
         _exit(127);
     }
     if (input >= 0)
@@ -201,7 +198,7 @@ static void play(speaker &self, int64_t from_ms)
 
 static void on_playing(speaker &self, json_object *entry)
 {
-    constexpr int tail_ms = 1000; // what the machine's sound lags behind
+    constexpr int tail_ms = 3000; // what the machine's sound may lag behind
     end(self.playing, tail_ms);
     self.bytes = place_read(self.where, "playing");
     self.began_ms = json_get_number(entry, "at_ms");

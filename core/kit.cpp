@@ -1,6 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "core/kit.h"
 
+#include <cstddef>
+#include <ctime>
+
+// Other tools of the camera know the record by its places, which are the same on 32 and on 64 bits.
+static_assert(offsetof(kit_state, nfds) == 80);            // behind ten poll entries,
+static_assert(offsetof(kit_state, exiting) == 120);        // ten numbers,
+static_assert(offsetof(kit_state, key_press_time) == 136); // fourteen flags,
+static_assert(offsetof(kit_state, start_hour) == 172);     // nine times,
+static_assert(sizeof(kit_state) == 196);                   // and two times of the day
+
+static_assert(sizeof(time_t) == 8); // the camera outlives 2038
+
 kit_state kit;
 
 char g_did[32];

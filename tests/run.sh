@@ -2,6 +2,8 @@
 # shellcheck shell=bash disable=SC2154
 # What ./camera test does; part of that script, which has the packages, build and could_not.
 
+armhf_packages=(g++-arm-linux-gnueabihf libgtest-dev:armhf libjson-c-dev:armhf libstdc++6:armhf qemu-user)
+
 # shellcheck source=tests/find.sh
 . "$home/tests/find.sh"
 
@@ -36,27 +38,40 @@ run_some() { # NAME
     run_ctest asan -R "$found_tests" "${without[@]}"
 }
 
+# The camera's own processor, which an emulator plays.
+run_armhf() { # NAME, or nothing for all
+    build armhf
+    run_ctest armhf ${1:+-R "$1"}
+}
+
 run_all() {
     build asan
     look_for_sandbox
     run_ctest asan "${without[@]}"
     build tsan tests_with_threads
     run_ctest tsan -L threads "${without[@]}"
+    run_armhf ""
 }
 
-run_tests() { # NAME JSON
+run_tests() { # NAME TARGET JSON
     local counts
+    [[ -z $2 || $2 == armhf ]] || could_not "There is no target \"$2\"; take armhf, or none for this machine."
     exec 3>&1
-    [[ $2 == no ]] || exec >&2
-    if [[ -n $1 ]]; then
+    [[ $3 == no ]] || exec >&2
+    if [[ $2 == armhf ]]; then
+        need_packages "run the tests for armhf" "${run_packages[@]}" "${armhf_packages[@]}"
+        run_armhf "$1"
+    elif [[ -n $1 ]]; then
+        need_packages "run the tests" "${run_packages[@]}" "${test_packages[@]}"
         run_some "$1"
     else
+        need_packages "run the tests" "${run_packages[@]}" "${test_packages[@]}" "${armhf_packages[@]}"
         run_all
     fi
     [[ -z $left_out ]] || echo "$left_out"
     ((passed + failed + skipped)) || could_not "No test's name matches \"$1\"."
     counts="$passed passed, $failed failed$( ((skipped == 0)) || echo ", $skipped skipped")"
-    [[ $2 == no ]] || counts="{\"passed\":$passed,\"failed\":$failed,\"skipped\":$skipped}"
+    [[ $3 == no ]] || counts="{\"passed\":$passed,\"failed\":$failed,\"skipped\":$skipped}"
     echo "$counts" >&3
     ((failed == 0)) || exit 1
     [[ -z $left_out ]] || exit 2

@@ -101,7 +101,7 @@ TEST_F(loop, waits_for_the_used_entries_and_a_tenth_of_a_second)
 {
     has_entries({ kit.timer_fd, kit.mc_fd });
     nfds_t count = 0;
-    long milliseconds = -1;
+    int64_t milliseconds = -1;
     libc.on_poll = [&](pollfd *entries, nfds_t used, const timespec *timeout, const sigset_t *) {
         EXPECT_EQ(entries, kit.pollfds);
         count = used;

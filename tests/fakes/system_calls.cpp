@@ -63,9 +63,13 @@ static bool is_watched(int fd)
     return watched_fds.contains(fd);
 }
 
+// Where a long is shorter than the time, libc has a second function for the longer time, and the header leads
+// to it.
+static const char *const ppoll_name = sizeof(long) < sizeof(time_t) ? "__ppoll64" : "ppoll";
+
 int real_ppoll(pollfd *entries, nfds_t count, const timespec *timeout, const sigset_t *mask)
 {
-    static auto *const wait = real<int(pollfd *, nfds_t, const timespec *, const sigset_t *)>("ppoll");
+    static auto *const wait = real<int(pollfd *, nfds_t, const timespec *, const sigset_t *)>(ppoll_name);
     return wait(entries, count, timeout, mask);
 }
 

@@ -31,6 +31,8 @@ expect 2 'There is no preset "gold"' run --preset=gold
 expect 2 'There is no preset "gold"' with --preset gold -- ls
 expect 2 '"leds" needs a camera' leds --name run
 expect 2 '"test" takes one NAME' test one two
+expect 2 'There is no target "mips"' test --target mips
+expect 2 'There is no target "mips"' test --target=mips one
 
 # A Debian in which nothing is installed, and somebody who may not install.
 mkdir bin
@@ -45,6 +47,8 @@ env=(env "PATH=$home/bin")
 expect 2 "To run a camera, these packages are missing and will be installed: bubblewrap cmake espeak-ng g++" run
 expect 2 "Please run as root: apt-get install bubblewrap cmake espeak-ng g++" run
 expect 2 "To run the tests, these packages are missing and will be installed: bubblewrap" test
+expect 2 " g++-arm-linux-gnueabihf libgtest-dev:armhf " test
+expect 2 "To run the tests for armhf, these packages are missing and will be installed: bubblewrap" test --target armhf
 printf '#!/bin/sh\necho 0\n' >bin/id
 expect 2 "They could not be installed; apt-get install bubblewrap" run
 

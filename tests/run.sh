@@ -2,23 +2,34 @@
 # shellcheck shell=bash disable=SC2154
 # What ./camera test does; part of that script, which has the packages, build and could_not.
 
+fuzz_packages=(libclang-rt-14-dev)
 armhf_packages=(g++-arm-linux-gnueabihf libgtest-dev:armhf libjson-c-dev:armhf libstdc++6:armhf qemu-user)
 
 # shellcheck source=tests/find.sh
 . "$home/tests/find.sh"
 
+# Sums up what a ctest has left in its file of results.
 passed=0 failed=0 skipped=0
-run_ctest() { # PRESET ARGUMENT...
-    local preset=$1 results status=0 tests failures left
-    shift
-    results=$(mktemp)
-    ctest --test-dir "$home/build/$preset" --output-on-failure --parallel "$(nproc)" --no-tests=ignore \
-        --output-junit "$results" "$@" || status=$?
-    number() { grep -m 1 -o "\b$1=\"[0-9]*\"" "$results" | tr -dc 0-9; }
-    tests=$(number tests) failures=$(number failures) left=$(($(number skipped) + $(number disabled)))
-    rm -f "$results"
-    ((status == 0 || failures > 0)) || could_not "ctest broke off in build/$preset."
+count() { # PRESET RESULTS STATUS
+    local tests failures left
+    number() { grep -m 1 -o "\b$1=\"[0-9]*\"" "$2" | tr -dc 0-9; }
+    tests=$(number tests "$2") failures=$(number failures "$2")
+    left=$(($(number skipped "$2") + $(number disabled "$2")))
+    rm -f "$2"
+    (($3 == 0 || failures > 0)) || could_not "ctest broke off in build/$1."
     passed=$((passed + tests - failures - left)) failed=$((failed + failures)) skipped=$((skipped + left))
+}
+
+start_ctest() { # PRESET RESULTS ARGUMENT...
+    ctest --test-dir "$home/build/$1" --output-on-failure --parallel "$(nproc)" --no-tests=ignore --output-junit "$2" \
+        "${@:3}"
+}
+
+run_ctest() { # PRESET ARGUMENT...
+    local results status=0
+    results=$(mktemp)
+    start_ctest "$1" "$results" "${@:2}" || status=$?
+    count "$1" "$results" "$status"
 }
 
 # Without a sandbox the cases of whole cameras are left out.
@@ -44,13 +55,38 @@ run_armhf() { # NAME, or nothing for all
     run_ctest armhf ${1:+-R "$1"}
 }
 
+# Runs something beside the rest, at a low priority and in a process group of its own, which goes when the script goes.
+beside=
+start_beside() { # COMMAND...
+    set -m
+    (renice -n 19 -p "$BASHPID" >/dev/null && "$@") &
+    set +m
+    beside=$!
+    trap 'kill -- -$beside 2>/dev/null || true' EXIT
+}
+
+build_the_rest() {
+    build fuzz
+    build tsan tests_with_threads
+    build armhf
+}
+
+# Tests wait more than they compute: what else there is to build is built meanwhile, and the fuzzers use what is left.
 run_all() {
+    local fuzz_results fuzz_log fuzz_status=0
     build asan
     look_for_sandbox
+    start_beside build_the_rest
     run_ctest asan "${without[@]}"
-    build tsan tests_with_threads
+    wait "$beside" || exit 2
+    fuzz_results=$(mktemp) fuzz_log=$(mktemp)
+    start_beside start_ctest fuzz "$fuzz_results" >"$fuzz_log" 2>&1
     run_ctest tsan -L threads "${without[@]}"
-    run_armhf ""
+    run_ctest armhf
+    wait "$beside" || fuzz_status=$?
+    cat "$fuzz_log"
+    rm "$fuzz_log"
+    count fuzz "$fuzz_results" "$fuzz_status"
 }
 
 run_tests() { # NAME TARGET JSON
@@ -65,7 +101,8 @@ run_tests() { # NAME TARGET JSON
         need_packages "run the tests" "${run_packages[@]}" "${test_packages[@]}"
         run_some "$1"
     else
-        need_packages "run the tests" "${run_packages[@]}" "${test_packages[@]}" "${armhf_packages[@]}"
+        need_packages "run the tests" "${run_packages[@]}" "${test_packages[@]}" "${fuzz_packages[@]}" \
+            "${armhf_packages[@]}"
         run_all
     fi
     [[ -z $left_out ]] || echo "$left_out"

@@ -90,6 +90,9 @@ texts executed()
 // In a child that shares or copies memory: touches nothing but the board.
 static int note_exec(const char *path, char *const arguments[])
 {
+    errno = ENOENT;
+    if (board().count == std::ssize(board().lines))
+        return -1;
     char *line = board().lines[board().count];
     size_t room = sizeof(board().lines[0]);
     int used = snprintf(line, room, "exec(%s", path);
@@ -97,7 +100,6 @@ static int note_exec(const char *path, char *const arguments[])
         used += snprintf(line + used, room - static_cast<size_t>(used), ", %s", *arguments);
     snprintf(line + used, room - static_cast<size_t>(used), ", null)");
     board().count++;
-    errno = ENOENT;
     return -1;
 }
 

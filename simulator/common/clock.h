@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // clock.h - the virtual clock of a camera, kept by stage in the shared page. Any thread.
 //
-// Monotonic time starts at 0 when the camera is started and runs on over a reboot, as fast as stage lets
+// Monotonic time starts near 0 when the camera is started and runs on over a reboot, as fast as stage lets
 // it (speed 1 is the host's pace). It never passes a tick that the daemon has not read: it stands still
 // there, so a daemon held in a debugger misses nothing. The wall clock is the monotonic one plus an offset
 // that settimeofday changes. Without a page both are the system's.

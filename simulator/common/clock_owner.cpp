@@ -56,6 +56,15 @@ int64_t clock_owner_step_to_ns(int64_t monotonic_ns)
     return state.base_virtual_ns;
 }
 
+void clock_owner_begin_at_ns(int64_t monotonic_ns)
+{
+    run_page *page = page_open();
+    const int64_t ahead_ns = monotonic_ns - clock_state_take(page).now_ns;
+    clock_owner_step_to_ns(monotonic_ns);
+    page->world_offset_ns -= ahead_ns;
+    page->realtime_offset_ns.fetch_sub(ahead_ns, std::memory_order_relaxed);
+}
+
 int64_t clock_owner_reader_wakes_ns(void)
 {
     return page_open()->reader_wakes_ns.load(std::memory_order_relaxed);

@@ -25,6 +25,10 @@ int64_t clock_owner_limit_ns(void);
 // Jumps ahead to the moment, at most to the limit; never back. Returns where the clock stands then.
 int64_t clock_owner_step_to_ns(int64_t monotonic_ns);
 
+// The camera has been on for so long already, and the times of day stay as they are. To be called before
+// anybody looks at the clock.
+void clock_owner_begin_at_ns(int64_t monotonic_ns);
+
 // Until when the thread that reads the ticks sleeps by the clock; 0: it is awake. The second when it is no
 // more.
 int64_t clock_owner_reader_wakes_ns(void);

@@ -40,7 +40,7 @@ static std::string clock_text(json_object *clock)
     char day[64];
     char text[160];
     strftime(day, sizeof(day), "%Y-%m-%d %H:%M:%S", &utc);
-    snprintf(text, sizeof(text), "%lld s since the start (%lld:%02lld:%02lld), time of day %s UTC",
+    snprintf(text, sizeof(text), "%lld s since power-on (%lld:%02lld:%02lld), time of day %s UTC",
              static_cast<long long>(up_s), static_cast<long long>(up_s / 3600),
              static_cast<long long>(up_s / 60 % 60), static_cast<long long>(up_s % 60), day);
     return text;

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "common/clock_owner.h"
 #include "common/page.h"
 #include "common/run_folder.h"
 #include "stage/stage.h"
@@ -63,13 +64,19 @@ static bool take_option(stage &stage, const std::string &text)
     return false;
 }
 
+// How long a camera has been on when its programs are started. Not 0: the daemon takes a moment in second 0
+// for none.
+constexpr int64_t came_up_ns = 10'000'000'000;
+
 static bool open_run_folder(stage &stage)
 {
     int journal = open(run_folder_path("journal").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     if (journal >= 0)
         close(journal);
-    if (journal >= 0 && page_create() != nullptr && server_open(stage.control, run_folder_path("control")))
+    if (journal >= 0 && page_create() != nullptr && server_open(stage.control, run_folder_path("control"))) {
+        clock_owner_begin_at_ns(came_up_ns);
         return true;
+    }
     fprintf(stderr, "stage: the run folder %s cannot be used: %s\n", run_folder_path("").c_str(),
             strerror(errno));
     return false;

@@ -352,6 +352,17 @@ STORY(time_of_the_world, goes_on_with_the_clock_and_is_not_set)
     EXPECT_EQ(clock_world_ns() - begin_ns, INT64_C(3'600'000'000'000));
 }
 
+STORY(a_camera_that_was_on_before, has_the_same_time_of_day)
+{
+    desk_page();
+    const int64_t world_ns = clock_world_ns();
+    const int64_t wall_ns = clock_realtime_ns();
+    clock_owner_begin_at_ns(10 * second);
+    EXPECT_EQ(clock_monotonic_ns(), 10 * second);
+    EXPECT_EQ(clock_world_ns(), world_ns);
+    EXPECT_EQ(clock_realtime_ns(), wall_ns);
+}
+
 STORY(time_of_the_world, is_the_systems_without_a_page)
 {
     EXPECT_NEAR(static_cast<double>(clock_world_ns()) / 1e9, static_cast<double>(time(nullptr)), 12.0);

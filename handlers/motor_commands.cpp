@@ -130,6 +130,8 @@ int otd_set_motor_process(const json_text &msg, int32_t id, char *out, int outsi
 
 int check_track_enable(void)
 {
+    // Before the clock: a movement in between would look like one in the future.
+    int64_t moved = shared(motor_time).load();
     uint64_t now = time_realtime_ms();
     if (shared(kit.track_switch).load() != 1) {
         log_debug("check_track_enable track_switch false!\n");
@@ -139,7 +141,6 @@ int check_track_enable(void)
         log_debug("device rebooting, don't allow track!\n");
         return 0;
     }
-    int64_t moved = shared(motor_time).load();
     auto since = static_cast<int64_t>(now - static_cast<uint64_t>(moved));
     if (moved != 0 && since >= 0 && since < hands_off_ms) {
         log_debug("check_track_enable motor_time < 5000!\n");

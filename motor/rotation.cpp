@@ -40,10 +40,13 @@ static void turn(const rotation_axis &axis, int32_t degrees)
     torvu_motor_control(operation, &value, degrees_length);
 }
 
-static void wait_for_rest(void)
+// False: the daemon shuts down meanwhile, and nobody would end another turn.
+static bool wait_for_rest(void)
 {
-    while (motor_running_dectect() != 0 && shared(kit.exiting).load() == 0)
-        ;
+    while (motor_running_dectect() != 0)
+        if (shared(kit.exiting).load() != 0)
+            return false;
+    return true;
 }
 
 void rotation_start(const char *text, bool waits_for_rest)
@@ -56,8 +59,8 @@ void rotation_start(const char *text, bool waits_for_rest)
     sscanf(text, "[%d,%d,%d]", &h, &v, &unused);
     log_debug("degree h:%d, v:%d\n", h, v);
     turn(horizontal, h);
-    if (waits_for_rest)
-        wait_for_rest();
+    if (waits_for_rest && !wait_for_rest())
+        return;
     turn(vertical, v);
     if (waits_for_rest)
         wait_for_rest();

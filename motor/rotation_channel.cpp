@@ -7,6 +7,7 @@
 // that finds another at the block leaves it alone.
 #include "motor/rotation_channel.h"
 
+#include "core/kit.h"
 #include "libkivo_util.h"
 #include "motor/rotation.h"
 #include "motor/rotation_block.h"
@@ -84,7 +85,8 @@ static void watch_block(rotation_block &block)
     init_mutex(block.mutex);
     while (is_running()) {
         char command[rotation_cmd_size + 1];
-        if (take_command(block, command))
+        bool shuts_down = shared(kit.exiting).load() != 0;
+        if (!shuts_down && take_command(block, command))
             shm_message(0, command);
         else
             usleep(poll_pause_us);

@@ -5,6 +5,8 @@
 
 #include <sys/wait.h>
 
+#include <csignal>
+
 struct child {
     pid_t pid;
     child *next;
@@ -12,6 +14,19 @@ struct child {
 
 static child *running = nullptr;
 static pthread_mutex_t running_lock = PTHREAD_MUTEX_INITIALIZER;
+
+// The thread that starts a program may have signals blocked, the device kit's own all of them. A script that
+// began so could neither be interrupted nor wait for its own children. The daemon's handler is taken off
+// first.
+static void open_signals(void)
+{
+    struct sigaction as_usual = {};
+    as_usual.sa_handler = SIG_DFL;
+    sigaction(SIGINT, &as_usual, nullptr);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+}
 
 int child_start(const char *path)
 {
@@ -21,9 +36,11 @@ int child_start(const char *path)
         return -1;
 
     char *const no_arguments[] = { nullptr };
-    // The child does nothing but exec. NOLINTNEXTLINE(clang-analyzer-security.insecureAPI.vfork)
+    // The child does nothing but exec, in the parent's memory, and system calls of its own before.
+    // NOLINTNEXTLINE(clang-analyzer-security.insecureAPI.vfork)
     pid_t pid = vfork();
     if (pid == 0) {
+        open_signals();
         execv(path, no_arguments);
         _exit(127);
     }

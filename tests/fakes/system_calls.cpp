@@ -26,6 +26,7 @@ system_fakes libc;
 struct exec_board {
     std::atomic<int> count;
     char lines[16][256];
+    sigset_t mask; // of the newest
 };
 
 static exec_board &board()
@@ -87,9 +88,15 @@ texts executed()
     return lines;
 }
 
+sigset_t executed_mask()
+{
+    return board().mask;
+}
+
 // In a child that shares or copies memory: touches nothing but the board.
 static int note_exec(const char *path, char *const arguments[])
 {
+    sigprocmask(SIG_BLOCK, nullptr, &board().mask);
     errno = ENOENT;
     if (board().count == std::ssize(board().lines))
         return -1;

@@ -11,6 +11,8 @@
 
 #include <poll.h>
 
+#include <csignal>
+
 #include <cstdint>
 #include <functional>
 
@@ -48,3 +50,4 @@ void watch_close(int fd);
 
 // "execv(/path)", with every argument, in order; also from a child that vfork made.
 texts executed();
+sigset_t executed_mask(); // the signals that the newest of them began with blocked

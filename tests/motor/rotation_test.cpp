@@ -202,5 +202,5 @@ TEST_F(rotation, of_a_head_that_never_rests_ends_with_the_daemon)
     EXPECT_TRUE(soon(rests));
     shared(kit.exiting).store(1);
     worker.join();
-    EXPECT_TRUE(called(turns(7, 30)));
+    EXPECT_EQ(calls_of("torvu_motor_control"), texts{ turns(7, 30) }) << "nothing is begun any more";
 }

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 
 struct children_desk : testing::Test {
     children_desk()
@@ -36,6 +37,25 @@ TEST_F(children_desk, a_program_is_started_with_an_empty_argument_list)
     EXPECT_EQ(child_start("/mnt/data/bin/some.sh"), 0);
     status_of_a_child();
     EXPECT_EQ(executed(), texts{ "exec(/mnt/data/bin/some.sh, null)" });
+    child_reap();
+}
+
+TEST_F(children_desk, a_program_starts_with_its_signals_open_whatever_the_thread_has_blocked)
+{
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    child_start("/mnt/data/bin/some.sh");
+    sigset_t after;
+    pthread_sigmask(SIG_SETMASK, &before, &after);
+    status_of_a_child();
+
+    const sigset_t started = executed_mask();
+    for (int signal : { SIGINT, SIGTERM, SIGCHLD, SIGALRM, SIGUSR1 }) {
+        EXPECT_EQ(sigismember(&started, signal), 0) << signal;
+        EXPECT_EQ(sigismember(&after, signal), 1) << "the thread keeps its own, " << signal;
+    }
     child_reap();
 }
 

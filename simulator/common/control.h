@@ -4,8 +4,8 @@
 //   {"do":"store.get","space":"nvram","key":"power"}   ->   {"done":{"value":"on","type":1}}
 //                                                      or   {"refused":"one sentence that says what to do"}
 //
-// stage answers its own commands (status, leds, head, kill, restart, stop, reboot, clock.*, body.*) and hands
-// NAME.* on to the neighbour called NAME. A neighbour makes itself known on a connection of its own with
+// stage answers its own commands (stage/commands.cpp has the table) and hands NAME.* on to the neighbour
+// called NAME. A neighbour makes itself known on a connection of its own with
 // {"do":"serve","name":"store"}; then stage sends it commands with a "tag", and it answers each with the
 // same "tag" beside "done" or "refused". Commands may carry descriptors (SCM_RIGHTS).
 #pragma once

@@ -100,11 +100,15 @@ static void tell_news(stage &stage, const head_news &news)
     stage_tell_kits(stage, event);
 }
 
-void body_run(stage &stage)
+static void tell_all_news(stage &stage, int64_t now_ns)
 {
-    const int64_t now_ns = clock_monotonic_ns();
     while (const std::optional<head_news> news = head_take_news(stage.body.head, now_ns))
         tell_news(stage, *news);
+}
+
+void body_run(stage &stage)
+{
+    tell_all_news(stage, clock_monotonic_ns());
 }
 
 constexpr int first_step = 1; // these operations bring the position that the head will have
@@ -112,12 +116,13 @@ constexpr int last_step = 4;
 
 json_object *command_motor(stage &stage, connection &, json_object *arguments)
 {
+    const int64_t now_ns = clock_monotonic_ns();
     // What was done before is told before.
-    body_run(stage);
+    tell_all_news(stage, now_ns);
     const head_request request = { .operation = command_number(arguments, "operation", no_value),
                                    .text = json_get_text(arguments, "value"),
                                    .degrees = command_number(arguments, "value", 0) };
-    const int result = head_move(stage.body.head, request, clock_monotonic_ns()) ? 0 : -1;
+    const int result = head_move(stage.body.head, request, now_ns) ? 0 : -1;
 
     json_object *fields = number_of("operation", request.operation);
     json_object_object_add(fields, "value", json_object_get(json_object_object_get(arguments, "value")));

@@ -2,6 +2,8 @@
 // The block for rotations, with the daemon's end in the test's hands.
 #include "stage_desk.h"
 
+#include "common/host_time.h"
+
 #include <pthread.h>
 #include <sys/shm.h>
 #include <unistd.h>
@@ -109,8 +111,9 @@ STORY(a_rotation, waits_for_the_one_before_it_to_be_taken)
     make_block(desk);
     EXPECT_EQ(ask(desk, "[1,1,0]"), R"({"done":{"taken":false}})");
     stage_desk_send(desk.client, R"({"do":"rotate","text":"[2,2,0]"})");
-    for (int i = 0; i < 20; i++)
-        stage_desk_until(desk, [] { return true; });
+    // Longer than a posted one is given to be taken.
+    const int64_t until_ms = host_time_ms() + 700;
+    ASSERT_TRUE(stage_desk_until(desk, [&] { return host_time_ms() > until_ms; }));
     EXPECT_STREQ(desk.shared->cmd, "[1,1,0]") << "a waiting text is not overwritten";
     take(desk);
     ASSERT_TRUE(stage_desk_until(desk, [&] { return is_pending(desk); }));
@@ -136,7 +139,7 @@ STORY(a_rotation, waits_a_moment_for_the_block_to_be_made)
     rotation_scene desk;
     open_scene(desk);
     stage_desk_send(desk.client, R"({"do":"rotate","text":"[1,1,0]"})");
-    ASSERT_TRUE(stage_desk_until(desk, [&] { return desk.camera.rotation.under_way; }));
+    ASSERT_TRUE(stage_desk_until(desk, [&] { return desk.camera.rotation.absent_ms > 0; })) << "looked for";
     make_block(desk);
     ASSERT_TRUE(stage_desk_until(desk, [&] { return is_pending(desk); }));
     take(desk);

@@ -56,6 +56,10 @@ void clock_run(stage &stage)
         end_step(stage, control_done(describe_clock()));
         return;
     }
+    if (stage.phase == stage_phase::stopping) {
+        end_step(stage, control_refused("the camera is stopping"));
+        return;
+    }
     const int64_t host_ms = host_time_ms();
     if (stage_is_whole(stage))
         stage.step.give_up_ms = host_ms + stage.step_patience_ms;

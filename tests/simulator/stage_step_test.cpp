@@ -188,6 +188,19 @@ STORY(a_step, ends_when_who_asked_for_it_leaves)
     close_scene(desk);
 }
 
+STORY(a_step, is_refused_when_the_camera_stops)
+{
+    clock_scene desk;
+    open_scene(desk);
+    stage_desk_add(desk, "daemon", obedient);
+    program_start(desk.camera.programs[0]);
+    stage_desk_send(desk.client, R"({"do":"clock.step","ms":86400000})");
+    ASSERT_TRUE(until(desk, [&] { return desk.ticks >= 3; }));
+    stage_stop(desk.camera);
+    EXPECT_PRED2(stage_desk_is_refusal, answer_of(desk, desk.client), "the camera is stopping");
+    close_scene(desk);
+}
+
 STORY(a_step, is_refused_during_another)
 {
     clock_scene desk;

@@ -167,6 +167,8 @@ int usleep(useconds_t microseconds)
 unsigned sleep(unsigned seconds)
 {
     record_call("sleep(%u)", seconds);
+    if (libc.on_sleep)
+        libc.on_sleep(seconds);
     return 0;
 }
 

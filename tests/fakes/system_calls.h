@@ -22,6 +22,7 @@ struct system_fakes {
     int system_result = 0;
     std::function<int(const char *)> on_system; // runs after a call of system has been recorded
     std::function<void(unsigned)> on_usleep;    // stands in for a usleep, which is then not recorded
+    std::function<void(unsigned)> on_sleep;     // inside a sleep, after it has been recorded
 
     bool popen_is_real = false;
     bool popen_fails = false;

@@ -3,6 +3,7 @@
 #include "fakes/record.h"
 
 #include <pthread.h>
+#include <sched.h>
 
 #include <atomic>
 #include <memory>
@@ -11,8 +12,11 @@ static std::atomic<int> result = 0;
 static std::atomic<int> started = 0;
 static std::atomic<int> alive = 0;
 
+static std::function<bool()> may_begin; // the creating thread's
+
 void threads_reset()
 {
+    may_begin = nullptr;
     result = 0;
     started = 0;
 }
@@ -20,6 +24,11 @@ void threads_reset()
 void thread_creation_gives(int error)
 {
     result = error;
+}
+
+void thread_begins_when(std::function<bool()> allowed)
+{
+    may_begin = std::move(allowed);
 }
 
 int threads_started()
@@ -35,11 +44,14 @@ int threads_alive()
 struct thread_body {
     void *(*run)(void *);
     void *argument;
+    std::function<bool()> may_begin;
 };
 
 static void *run_counted(void *given)
 {
     const std::unique_ptr<thread_body> body(static_cast<thread_body *>(given));
+    while (body->may_begin && !body->may_begin())
+        sched_yield();
     void *outcome = body->run(body->argument);
     alive--;
     return outcome;
@@ -61,7 +73,8 @@ int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, v
         return result;
     started++;
     alive++;
-    return __real_pthread_create(thread, attributes, run_counted, new thread_body{ run, argument });
+    return __real_pthread_create(thread, attributes, run_counted,
+                                 new thread_body{ run, argument, may_begin });
 }
 
 } // extern "C"

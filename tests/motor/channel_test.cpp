@@ -169,6 +169,40 @@ TEST_F(channel, switched_on_again_after_its_end_makes_the_block_anew)
     EXPECT_EQ(segments_alive(), 1);
 }
 
+TEST_F(channel, switched_on_again_while_the_last_worker_sleeps_gets_one_of_its_own)
+{
+    std::atomic<bool> sleeps = true;
+    libc.on_sleep = [&sleeps](unsigned) { ends([&sleeps] { return !sleeps; }); };
+    worker_runs();
+    motor_rotate_finish();
+    EXPECT_TRUE(soon("sleep(5)"));
+    worker_runs();
+    EXPECT_EQ(threads_alive(), 2);
+    EXPECT_EQ(segments_alive(), 1);
+    sleeps = false;
+    EXPECT_TRUE(soon(normal_end));
+    posts("[30,0,0]");
+    EXPECT_TRUE(soon("torvu_motor_control(7, 30, -1)")) << "the one that woke has switched nothing off";
+    worker_ends();
+}
+
+// A worker that had not begun yet when it was switched off and on again finds the other at the block.
+TEST_F(channel, has_one_worker_at_the_block_however_many_were_started)
+{
+    std::atomic<bool> first_may_begin = false;
+    thread_begins_when([&first_may_begin] { return first_may_begin.load(); });
+    EXPECT_EQ(motor_rotate_init(), 0);
+    motor_rotate_finish();
+    thread_begins_when(nullptr);
+    worker_runs();
+    EXPECT_EQ(threads_alive(), 2);
+    first_may_begin = true;
+    EXPECT_TRUE(soon(normal_end));
+    EXPECT_EQ(segments_attached(), 1);
+    posts("[30,0,0]");
+    EXPECT_TRUE(soon("torvu_motor_control(7, 30, -1)"));
+}
+
 struct trouble_row {
     const char *name;
     segment_trouble trouble;

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <list>
 #include <mutex>
+#include <utility>
 
 struct segment {
     int id;
@@ -24,6 +25,7 @@ static std::mutex mutex;
 static std::list<segment> segments;
 static segment_trouble trouble = segment_trouble::none;
 static int next_id = 0;
+static std::function<void()> at_removal;
 
 static segment *of_key(key_t key)
 {
@@ -68,6 +70,7 @@ void shared_memory_reset()
     std::lock_guard<std::mutex> lock(mutex);
     trouble = segment_trouble::none;
     next_id = 0;
+    at_removal = nullptr;
     for (segment &each : segments) {
         each.attached = 0;
         each.removed = true;
@@ -79,6 +82,12 @@ void segment_has(segment_trouble what)
 {
     std::lock_guard<std::mutex> lock(mutex);
     trouble = what;
+}
+
+void segment_removal_does(std::function<void()> something)
+{
+    std::lock_guard<std::mutex> lock(mutex);
+    at_removal = std::move(something);
 }
 
 void segment_made_by_other(key_t key, size_t size)
@@ -114,6 +123,15 @@ int segments_attached()
     for (const segment &each : segments)
         count += each.attached;
     return count;
+}
+
+static void removal_begins()
+{
+    std::unique_lock<std::mutex> lock(mutex);
+    auto something = std::exchange(at_removal, nullptr);
+    lock.unlock();
+    if (something)
+        something();
 }
 
 static int refused(int error)
@@ -164,6 +182,7 @@ int shmdt(const void *memory) noexcept
 int shmctl(int id, int command, struct shmid_ds *) noexcept
 {
     record_call("shmctl(%d, %s)", id, command == IPC_RMID ? "IPC_RMID" : "?");
+    removal_begins();
     std::lock_guard<std::mutex> lock(mutex);
     segment *found = of_id(id);
     if (found == nullptr || found->removed || trouble == segment_trouble::no_removal)

@@ -6,12 +6,15 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <functional>
 
 // What fails from now on.
 enum class segment_trouble { none, no_segment, no_address, null_address, no_detaching, no_removal };
 
 void shared_memory_reset();
 void segment_has(segment_trouble trouble);
+
+void segment_removal_does(std::function<void()> something); // once, as the next shmctl begins
 
 // Another process makes the segment of key, or removes it. Who is attached stays attached.
 void segment_made_by_other(key_t key, size_t size);

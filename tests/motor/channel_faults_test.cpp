@@ -50,6 +50,7 @@ TEST_F(channel_faults, a_dead_writer_s_lock_does_not_keep_the_worker_from_its_en
     writer_dies_holding_the_lock();
     EXPECT_TRUE(ends([this] { return other_pauses > 0; })) << "the worker waits";
     worker_ends();
+    EXPECT_LT(other_pauses, 4999) << "not to the end of its patience";
     EXPECT_EQ(segments_alive(), 0);
 }
 
@@ -89,6 +90,7 @@ TEST_F(channel_faults, a_spoilt_lock_is_made_anew)
     worker_runs();
     in_another_process([] { memset(&block()->mutex, 0xff, sizeof(pthread_mutex_t)); });
     EXPECT_TRUE(worker_looks());
+    EXPECT_LE(other_pauses, 1) << "at once";
     posts("[30,0,0]");
     EXPECT_TRUE(soon("torvu_motor_control(7, 30, -1)"));
 }

@@ -159,6 +159,19 @@ TEST_F(channel, switched_on_again_before_the_worker_noticed_runs_on)
     EXPECT_TRUE(soon("torvu_motor_control(9, 40, -1)"));
 }
 
+TEST_F(channel, switched_on_again_while_the_block_goes_makes_it_anew)
+{
+    worker_runs();
+    segment_removal_does([] { EXPECT_EQ(motor_rotate_init(), 0); });
+    motor_rotate_finish();
+    EXPECT_TRUE(soon("shmctl(0, IPC_RMID)"));
+    EXPECT_TRUE(worker_looks());
+    EXPECT_EQ(segments_alive(), 1);
+    posts("[30,0,0]");
+    EXPECT_TRUE(soon("torvu_motor_control(7, 30, -1)"));
+    EXPECT_EQ(threads_started(), 1);
+}
+
 TEST_F(channel, switched_on_again_after_its_end_makes_the_block_anew)
 {
     worker_runs();

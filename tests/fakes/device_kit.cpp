@@ -56,7 +56,8 @@ int torvu_motor_control(int operation, void *param, int length)
     record_call("torvu_motor_control(%d, %s, %d)", operation, parameter(operation, param, length).c_str(),
                 length);
     if (!platform.motor_text.empty() && operation <= 6)
-        strncpy(static_cast<char *>(param), platform.motor_text.c_str(), static_cast<size_t>(length) - 1);
+        strncpy(static_cast<char *>(param), platform.motor_text.c_str(),
+                static_cast<size_t>(length)); // without a NUL when full
     return platform.motor_result;
 }
 

@@ -99,7 +99,8 @@ TEST_F(set_motor, a_step_whose_position_does_not_match_keeps_the_old_one)
 
 TEST_F(set_motor, a_device_kit_that_fills_the_whole_text_does_no_harm)
 {
-    platform.motor_text = "[1,2]##########################";
+    platform.motor_text = "[1,            2";
+    ASSERT_EQ(platform.motor_text.size(), 16U);
     EXPECT_EQ(asked(R"({"operation":2})"), 0);
     EXPECT_EQ(reply, position(1, 2));
 }

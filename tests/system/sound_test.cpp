@@ -75,22 +75,27 @@ TEST_F(prompts, are_muted_while_the_head_turns_and_heard_again_a_second_after_it
     camera_start(camera);
     player_connects(camera);
 
+    // Behind a tick: so the head, which turns for a little more than a second, rests long before the one
+    // after.
+    EXPECT_TRUE(camera_sees(camera, { "who=daemon", "what=log", "text=sound unban\n" }));
     EXPECT_EQ(camera_do(camera, { "store", "set", "mem", "motor_cmd", "[0,1,0]" }).status, 0);
     EXPECT_TRUE(camera_sees(camera, { "who=player", "what=banned" }));
-    play(camera, "binding_fail_repeat");
+    for (const char *name : { "binding_fail_repeat", "5GHz_wifi_supported" })
+        play(camera, name);
     EXPECT_TRUE(
         camera_sees(camera, { "who=player", "what=playing", "name=binding_fail_repeat", "muted=true" }));
-    const json_ptr speaks =
-        camera_sees(camera, { "who=player", "what=unbanned", "name=binding_fail_repeat" });
-    const json_ptr played = camera_sees(camera, { "who=player", "what=played", "name=binding_fail_repeat" });
+    const json_ptr speaks = camera_sees(camera, { "who=player", "what=unbanned" });
+    EXPECT_TRUE(camera_sees(camera, { "who=player", "what=played", "name=5GHz_wifi_supported" }));
 
     const auto rests = camera_journal(camera, { "who=stage", "what=head" });
     ASSERT_FALSE(rests.empty());
     const int64_t after_ms = json_get_number(speaks.get(), "ms") - json_get_number(rests.back().get(), "ms");
     EXPECT_GE(after_ms, 1000);
     EXPECT_LT(after_ms, 3000);
-    EXPECT_GT(json_get_number(played.get(), "heard_ms"), 0);
-    EXPECT_LT(json_get_number(played.get(), "heard_ms"), json_get_number(played.get(), "lasts_ms"));
+    const auto played = camera_journal(camera, { "who=player", "what=played" });
+    ASSERT_EQ(played.size(), 2U);
+    EXPECT_LT(json_get_number(played[0].get(), "heard_ms"), json_get_number(played[0].get(), "lasts_ms"));
+    EXPECT_GT(json_get_number(played[1].get(), "heard_ms"), 0);
 }
 
 // A process of the camera as this system numbers it.

@@ -139,21 +139,27 @@ TEST_F(speaker, plays_what_the_player_was_sent)
     EXPECT_TRUE(sounds[1] == prompt_file("numb_nine"));
 }
 
+// Whether it is an end of that prompt, and not all of it.
+static bool is_rest_of(const std::string &sound, const std::string &prompt)
+{
+    const std::string whole = prompt_file(prompt);
+    const wav_sound rest = wav_look(sound);
+    return rest.size > 0 && rest.size < wav_look(whole).size && whole.ends_with(sound.substr(rest.at));
+}
+
 TEST_F(speaker, is_silent_while_the_player_is_banned_and_goes_on_in_the_middle)
 {
     machine_can_play();
     const command_result started = run();
     ASSERT_EQ(started.status, 0) << started.out << started.err;
-    const std::string whole = prompt_file("binding_fail_repeat");
 
+    // The ban ends within one of the two.
     EXPECT_EQ(camera_do(camera, { "store", "set", "mem", "motor_cmd", "[0,1,0]" }).status, 0);
     EXPECT_EQ(camera_do(camera, { "play", "binding_fail_repeat" }).status, 0);
+    EXPECT_EQ(camera_do(camera, { "play", "5GHz_wifi_supported" }).status, 0);
 
     const std::vector<std::string> sounds = played(1);
     ASSERT_EQ(sounds.size(), 1U);
-    const wav_sound rest = wav_look(sounds[0]);
     EXPECT_EQ(wav_told_size(sounds[0]), static_cast<int64_t>(sounds[0].size()));
-    EXPECT_GT(rest.size, 0U);
-    EXPECT_LT(rest.size, wav_look(whole).size);
-    EXPECT_TRUE(whole.ends_with(sounds[0].substr(rest.at)));
+    EXPECT_TRUE(is_rest_of(sounds[0], "binding_fail_repeat") || is_rest_of(sounds[0], "5GHz_wifi_supported"));
 }

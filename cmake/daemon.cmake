@@ -13,7 +13,8 @@ set(daemon_options -fno-exceptions -fno-rtti -fmacro-prefix-map=${CMAKE_SOURCE_D
 add_library(camwarden STATIC ${camwarden_sources})
 target_include_directories(camwarden PUBLIC ${CMAKE_SOURCE_DIR})
 target_compile_options(camwarden PRIVATE ${daemon_options} -ffunction-sections -fdata-sections)
-target_link_libraries(camwarden PUBLIC platform PkgConfig::jsonc)
+find_package(Threads REQUIRED)
+target_link_libraries(camwarden PUBLIC platform PkgConfig::jsonc Threads::Threads)
 
 add_executable(kivo_camwarden core/main.cpp)
 target_compile_options(kivo_camwarden PRIVATE ${daemon_options})

@@ -115,7 +115,7 @@ static void collect_output(FILE *output, char *out, int outsize)
 void run_cmd(const char *command, char *out, int outsize)
 {
     log_debug("run cmd: %s\n", command);
-    FILE *output = popen(command, "re");
+    FILE *output = popen(command, "r");
     if (!output)
         return;
     if (out)

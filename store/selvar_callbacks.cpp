@@ -152,7 +152,8 @@ void get_callback(selvar_handle *, const xresponse *reply)
         last_read.error = 1;
     }
     if (response.value.length > read_limit || response.key_length > read_limit) {
-        log_err("response is too long:name(%u), value(%u)\n", response.key_length, response.value.length);
+        log_err("response is too long:name(%d), value(%d)\n", static_cast<int>(response.key_length),
+                static_cast<int>(response.value.length));
         last_read.error = 1;
     }
     read_keep(response);

@@ -64,7 +64,7 @@ int selvar_nvram_response(void)
 
 static bool set_value(const char *space, const char *key, int type, const void *value)
 {
-    char name[text_size];
+    char name[text_size] = {};
     text_copy(name, sizeof name, key);
     return libselvar_set_value(handle, space, group, name, type, value, set_callback, set_timout_callback,
                                request_timeout_s, 0);
@@ -72,7 +72,7 @@ static bool set_value(const char *space, const char *key, int type, const void *
 
 static bool set_text(const char *space, const char *key, const char *value)
 {
-    char text[text_size];
+    char text[text_size] = {};
     text_copy(text, sizeof text, value);
     return set_value(space, key, type_string, text);
 }
@@ -118,7 +118,7 @@ int selvar_mem_set_unlimit_len(const char *key, int type, const void *value)
 
 int selvar_mem_get_string(const char *key, char *buffer, int size)
 {
-    char name[text_size];
+    char name[text_size] = {};
     text_copy(name, sizeof name, key);
 
     lock_guard held(selvar_lock);
@@ -139,7 +139,7 @@ int selvar_nvram_register_notify(const char *space, const char *key)
     lock_guard held(selvar_lock);
     if (!is_open())
         return -1;
-    char name[text_size];
+    char name[text_size] = {};
     text_copy(name, sizeof name, key);
     if (libselvar_register_notification(handle, space, group, name, &notification_id, notify_cb,
                                         notify_timeout_cb, 0, 0))
@@ -153,7 +153,7 @@ int selvar_nvram_unregister_notify(const char *space, const char *key)
     lock_guard held(selvar_lock);
     if (!is_open())
         return -1;
-    char name[text_size];
+    char name[text_size] = {};
     text_copy(name, sizeof name, key);
     return libselvar_unregister_notification(handle, space, group, name, notification_id, nullptr, nullptr, 0,
                                              0);
@@ -164,7 +164,7 @@ int selvar_nvram_unset(const char *space, const char *key)
     lock_guard held(selvar_lock);
     if (!is_open())
         return -1;
-    char name[text_size];
+    char name[text_size] = {};
     text_copy(name, sizeof name, key);
     if (libselvar_unset(handle, space, group, name, nullptr, nullptr, 0, 0))
         return 0;

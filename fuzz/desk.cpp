@@ -8,6 +8,7 @@
 #include "store/selvar_nvram.h"
 
 #include "fakes/kit_desk.h"
+#include "fakes/leftovers.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -55,9 +56,8 @@ fuzz_desk::~fuzz_desk()
     selvar_nvram_exit();
     sound_exit();
     insist(free_fd() == lowest_free_fd, "a descriptor is still open");
-    insist(store_live_pairs() == 0, "a pair of the store was not freed");
-    insist(prompt_mappings() == 0, "a prompt is still mapped");
-    insist(bus_receivers() == 0, "a receiver of the bus is still there");
+    for (const std::string &left : leftovers())
+        insist(false, (left + " is left behind").c_str());
     insist(ends(g_did) && ends(language) && ends(motion_alarm_cfg) && ends(motion_region_cfg),
            "a text has no end");
 }

@@ -4,6 +4,8 @@
 
 #include "fakes/daemon_desk.h"
 
+#include <sys/socket.h>
+
 static std::string asks_power(int id)
 {
     return R"({"id":)" + std::to_string(id) + R"(,"method":"get_prop","params":["power"]})";
@@ -167,6 +169,14 @@ TEST_F(receiving, a_full_window_without_a_whole_message_is_reported_and_dropped)
 
     otd_recv_handler(kit.otd_sock);
     EXPECT_EQ(sent_texts(), texts{ power_is_on(7) });
+}
+
+TEST_F(receiving, held_bytes_are_reported_without_those_that_lay_where_they_lie_now)
+{
+    cloud.writes(asks_power(7) + R"({"id":8,)");
+    shutdown(cloud.cloud, SHUT_WR);
+    EXPECT_EQ(otd_recv_handler(kit.otd_sock), 0);
+    EXPECT_TRUE(logged("warning: otd_recv_handler() remain str: {\"id\":8,\n"));
 }
 
 TEST_F(receiving, the_end_behind_held_bytes_reports_them_and_leaves_the_close_to_the_next_event)

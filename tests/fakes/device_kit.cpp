@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // libcam_warden.
+#include "fakes/failing.h"
 #include "fakes/platform.h"
 #include "fakes/record.h"
 
@@ -15,6 +16,8 @@ static void happens_in_kit()
 int torvu_camwarden_init(torvu_event_callback callback)
 {
     record_call("torvu_camwarden_init(%s)", callback == nullptr ? "none" : "yes");
+    if (call_is_to_fail())
+        return -1;
     platform.device_event = callback;
     return platform.camwarden_init_result;
 }
@@ -29,14 +32,14 @@ int torvu_led_control(int index, int brightness, int mode, int on_ms, int off_ms
     happens_in_kit();
     record_call("torvu_led_control(%d, %d, %d, %d, %d, %d)", index, brightness, mode, on_ms, off_ms,
                 priority);
-    return 0;
+    return call_is_to_fail() ? -1 : 0;
 }
 
 int torvu_led_setpriority(int priority)
 {
     happens_in_kit();
     record_call("torvu_led_setpriority(%d)", priority);
-    return 0;
+    return call_is_to_fail() ? -1 : 0;
 }
 
 // The turns by an angle take a number, everything else a text that need not be terminated.
@@ -55,6 +58,8 @@ int torvu_motor_control(int operation, void *param, int length)
     happens_in_kit();
     record_call("torvu_motor_control(%d, %s, %d)", operation, parameter(operation, param, length).c_str(),
                 length);
+    if (call_is_to_fail())
+        return -1;
     if (!platform.motor_text.empty() && operation <= 6)
         strncpy(static_cast<char *>(param), platform.motor_text.c_str(),
                 static_cast<size_t>(length)); // without a NUL when full

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "fakes/files.h"
+#include "fakes/failing.h"
 #include "fakes/fixed_files.h"
 #include "fakes/record.h"
 #include "fakes/system_calls.h"
@@ -59,8 +60,8 @@ static std::string led(const char *path)
 static int open_prompt(const char *path, int flags)
 {
     record_call("open(%s)", path);
-    if (prompt_files.open_errno != 0) {
-        errno = prompt_files.open_errno;
+    if (prompt_files.open_errno != 0 || call_is_to_fail()) {
+        errno = prompt_files.open_errno != 0 ? prompt_files.open_errno : EMFILE;
         return -1;
     }
     int fd = openat(AT_FDCWD, led(path).c_str(), flags);
@@ -100,13 +101,17 @@ int open(const char *path, int flags, ...)
 DIR *opendir(const char *path)
 {
     static auto *const real_opendir = real<DIR *(const char *)>("opendir");
+    if (call_is_to_fail()) {
+        errno = EMFILE;
+        return nullptr;
+    }
     return real_opendir(is_below_the_folder(path) ? led(path).c_str() : path);
 }
 
 int fstat(int fd, struct stat *about) noexcept
 {
-    if (prompt_files.fstat_errno != 0 && is_prompt(fd)) {
-        errno = prompt_files.fstat_errno;
+    if (is_prompt(fd) && (prompt_files.fstat_errno != 0 || call_is_to_fail())) {
+        errno = prompt_files.fstat_errno != 0 ? prompt_files.fstat_errno : EIO;
         return -1;
     }
     return fstatat(fd, "", about, AT_EMPTY_PATH);
@@ -121,8 +126,8 @@ void *mmap(void *address, size_t length, int protection, int flags, int fd, off_
         return real_mmap(address, length, protection, flags, fd, offset);
     record_call("mmap(%zu, %s, %s)", length, protection == PROT_READ ? "read" : "other",
                 flags == MAP_SHARED ? "shared" : "other");
-    if (prompt_files.mmap_errno != 0) {
-        errno = prompt_files.mmap_errno;
+    if (prompt_files.mmap_errno != 0 || call_is_to_fail()) {
+        errno = prompt_files.mmap_errno != 0 ? prompt_files.mmap_errno : ENOMEM;
         return MAP_FAILED;
     }
     void *memory = real_mmap(address, length, protection, flags, fd, offset);

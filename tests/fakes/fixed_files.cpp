@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "fakes/fixed_files.h"
+#include "fakes/failing.h"
 #include "fakes/record.h"
 
 #include <sys/mman.h>
@@ -36,7 +37,7 @@ int fixed_file_open(const char *path)
 {
     record_call("open(%s)", path);
     auto found = fixed_files.content.find(path);
-    if (found == fixed_files.content.end()) {
+    if (found == fixed_files.content.end() || call_is_to_fail()) {
         errno = ENOENT;
         return -1;
     }
@@ -51,7 +52,7 @@ extern "C" {
 int statfs(const char *path, struct statfs *status) noexcept
 {
     record_call("statfs(%s)", path);
-    if (!fixed_files.card) {
+    if (!fixed_files.card || call_is_to_fail()) {
         errno = ENOENT;
         return -1;
     }

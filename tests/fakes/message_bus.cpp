@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // libwrax and libwraxev.
 #include "fakes/message_bus.h"
+#include "fakes/failing.h"
 #include "fakes/record.h"
 
 #include <cerrno>
@@ -99,7 +100,7 @@ int bus_last_result()
 int wrax_rcv_global_init(void)
 {
     record_call("wrax_rcv_global_init()");
-    return 0;
+    return call_is_to_fail() ? -1 : 0;
 }
 
 void wrax_rcv_global_exit(void)
@@ -110,7 +111,7 @@ void wrax_rcv_global_exit(void)
 wrax_rcv *wrax_rcv_create(const char *path)
 {
     record_call("wrax_rcv_create(%s)", quoted(path).c_str());
-    if (bus.create_fails)
+    if (bus.create_fails || call_is_to_fail())
         return nullptr;
     latest = new wrax_rcv();
     receivers.insert(latest);
@@ -121,6 +122,8 @@ int wrax_rcv_event(wrax_rcv *receiver, int event, wrax_rcv_handler handler, void
 {
     record_call("wrax_rcv_event(%d, %s, %s)", event, handler == nullptr ? "none" : "yes",
                 argument == nullptr ? "null" : "something");
+    if (call_is_to_fail())
+        return -1;
     receiver->subscriptions[event] = { handler, argument };
     return 0;
 }
@@ -128,13 +131,13 @@ int wrax_rcv_event(wrax_rcv *receiver, int event, wrax_rcv_handler handler, void
 int wrax_rcv_start(wrax_rcv *)
 {
     record_call("wrax_rcv_start()");
-    return bus.player_listens ? 0 : -1;
+    return bus.player_listens && !call_is_to_fail() ? 0 : -1;
 }
 
 int wrax_rcv_fd(wrax_rcv *)
 {
     record_call("wrax_rcv_fd()");
-    return bus.fd;
+    return call_is_to_fail() ? -1 : bus.fd;
 }
 
 static int fail(int error)
@@ -148,6 +151,8 @@ int wrax_rcv_poll(wrax_rcv *receiver)
     record_call("wrax_rcv_poll()");
     if (receiver->abandoned)
         return fail(ENOTCONN);
+    if (call_is_to_fail())
+        return fail(EIO);
     while (!waiting.empty()) {
         bus_event now = waiting.front();
         waiting.pop_front();
@@ -173,7 +178,7 @@ int wrax_rcv_send_message(wrax_rcv *receiver, const void *bytes, int length)
     record_call("wrax_rcv_send_message(%s, %d)", shown(copy).c_str(), length);
     if (bus.on_send)
         bus.on_send();
-    if (sends_until_failure > 0 && --sends_until_failure == 0)
+    if (call_is_to_fail() || (sends_until_failure > 0 && --sends_until_failure == 0))
         return fail(EPIPE);
     messages.push_back({ copy, bytes });
     return bus.send_result;

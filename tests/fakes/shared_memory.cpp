@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "fakes/shared_memory.h"
+#include "fakes/failing.h"
 #include "fakes/record.h"
 
 #include <sys/mman.h>
@@ -146,7 +147,7 @@ int shmget(key_t key, size_t size, int flags) noexcept
 {
     record_call("shmget(0x%x, %zu, 0%o)", static_cast<unsigned>(key), size, static_cast<unsigned>(flags));
     std::lock_guard<std::mutex> lock(mutex);
-    if (trouble == segment_trouble::no_segment)
+    if (trouble == segment_trouble::no_segment || call_is_to_fail())
         return refused(ENOSPC);
     segment *found = of_key(key);
     if (found == nullptr)
@@ -161,7 +162,7 @@ void *shmat(int id, const void *, int flags) noexcept
     segment *found = of_id(id);
     if (trouble == segment_trouble::null_address)
         return nullptr;
-    if (found == nullptr || trouble == segment_trouble::no_address)
+    if (found == nullptr || trouble == segment_trouble::no_address || call_is_to_fail())
         return reinterpret_cast<void *>(static_cast<intptr_t>(refused(ENOMEM)));
     found->attached++;
     return found->memory;
@@ -172,7 +173,7 @@ int shmdt(const void *memory) noexcept
     record_call("shmdt()");
     std::lock_guard<std::mutex> lock(mutex);
     segment *found = of_memory(memory);
-    if (found == nullptr || trouble == segment_trouble::no_detaching)
+    if (found == nullptr || trouble == segment_trouble::no_detaching || call_is_to_fail())
         return refused(EINVAL);
     found->attached--;
     drop_the_dead();
@@ -185,7 +186,7 @@ int shmctl(int id, int command, struct shmid_ds *) noexcept
     removal_begins();
     std::lock_guard<std::mutex> lock(mutex);
     segment *found = of_id(id);
-    if (found == nullptr || found->removed || trouble == segment_trouble::no_removal)
+    if (found == nullptr || found->removed || trouble == segment_trouble::no_removal || call_is_to_fail())
         return refused(EINVAL);
     found->removed = true;
     drop_the_dead();

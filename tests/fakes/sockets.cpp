@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "fakes/sockets.h"
+#include "fakes/failing.h"
 #include "fakes/system_calls.h"
 
 #include <dlfcn.h>
@@ -62,6 +63,8 @@ static std::optional<send_outcome> note_send(int fd, const std::string &text, in
     messages.push_back({ fd, text, flags });
     std::optional<send_outcome> outcome = next_outcome;
     next_outcome.reset();
+    if (call_is_to_fail())
+        outcome = { -1, EPIPE };
     return outcome;
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // libselvar and libselvar_share.
 #include "fakes/store_library.h"
+#include "fakes/failing.h"
 #include "fakes/record.h"
 
 #include <libselvar_share.h>
@@ -170,7 +171,7 @@ static std::string shown_value(int type, const void *value)
 selvar_handle *libselvar_config_open(int flags)
 {
     record_call("libselvar_config_open(%d)", flags);
-    if (store.open_fails)
+    if (store.open_fails || call_is_to_fail())
         return nullptr;
     open_handles++;
     return &the_handle;
@@ -196,12 +197,14 @@ void libselvar_handle_stop(selvar_handle *handle)
 int libselvar_client_fd(selvar_handle *handle)
 {
     record_call("libselvar_client_fd(%s)", handle == nullptr ? "no handle" : "");
-    return store.fd;
+    return call_is_to_fail() ? -1 : store.fd;
 }
 
 bool libselvar_xhandle_response(selvar_handle *handle)
 {
     record_call("libselvar_xhandle_response(%s)", handle == nullptr ? "no handle" : "");
+    if (call_is_to_fail())
+        return false;
     while (!waiting.empty()) {
         auto next = std::move(waiting.front());
         waiting.pop_front();
@@ -216,6 +219,8 @@ bool libselvar_set_value(selvar_handle *handle, const char *space, const char *g
 {
     record_call("libselvar_set_value(%s%s, %s, %s, %d, %s, %s, %s, %d, %d)", shown(handle), space, group, key,
                 type, shown_value(type, value).c_str(), shown(reply), shown(timed_out), timeout, flags);
+    if (call_is_to_fail())
+        return false;
     last_set = { reply, timed_out };
     if (handle != nullptr && store.set_result && type == 1 && value != nullptr)
         store.values[full_name(space, key)] = static_cast<const char *>(value);
@@ -227,7 +232,7 @@ bool libselvar_get_value(selvar_handle *handle, const char *space, const char *g
 {
     record_call("libselvar_get_value(%s%s, %s, %s, %s, %s, %d, %d)", shown(handle), space, group, key,
                 shown(reply), shown(timed_out), timeout, flags);
-    if (handle == nullptr || !store.get_result)
+    if (handle == nullptr || !store.get_result || call_is_to_fail())
         return false;
     if (store.get_times_out)
         run(timed_out, xresponse(), "the time-out of a get");
@@ -243,7 +248,7 @@ bool libselvar_register_notification(selvar_handle *handle, const char *space, c
     record_call("libselvar_register_notification(%s%s, %s, %s, %s, %s, %s, %d, %d)", shown(handle), space,
                 group, key, notification_id == nullptr ? "none" : "yes", shown(notify), shown(timed_out),
                 timeout, flags);
-    if (handle == nullptr || !store.register_result)
+    if (handle == nullptr || !store.register_result || call_is_to_fail())
         return false;
     if (notification_id != nullptr)
         *notification_id = store.next_notification_id++;
@@ -257,6 +262,8 @@ bool libselvar_unregister_notification(selvar_handle *handle, const char *space,
 {
     record_call("libselvar_unregister_notification(%s%s, %s, %s, %d, %s, %s, %d, %d)", shown(handle), space,
                 group, key, notification_id, shown(reply), shown(timed_out), timeout, flags);
+    if (call_is_to_fail())
+        return false;
     if (handle != nullptr && store.unregister_result)
         watched.erase(full_name(space, key));
     return handle != nullptr && store.unregister_result;
@@ -267,7 +274,7 @@ bool libselvar_unset(selvar_handle *handle, const char *space, const char *group
 {
     record_call("libselvar_unset(%s%s, %s, %s, %s, %s, %d, %d)", shown(handle), space, group, key,
                 shown(reply), shown(timed_out), timeout, flags);
-    return handle != nullptr && store.unset_result;
+    return handle != nullptr && store.unset_result && !call_is_to_fail();
 }
 
 bool libselvar_other(selvar_handle *handle, const char *command, const char *space, const char *group,
@@ -278,7 +285,7 @@ bool libselvar_other(selvar_handle *handle, const char *command, const char *spa
                 group, shown(key).c_str(), type, shown_value(type, value).c_str(), shown(reply),
                 shown(timed_out), timeout, flags);
     last_reset = { reply, timed_out };
-    return handle != nullptr && store.other_result;
+    return handle != nullptr && store.other_result && !call_is_to_fail();
 }
 
 bool libselvar_sync(selvar_handle *handle, const char *space, selvar_callback reply,
@@ -286,7 +293,7 @@ bool libselvar_sync(selvar_handle *handle, const char *space, selvar_callback re
 {
     record_call("libselvar_sync(%s%s, %s, %s, %d, %d)", shown(handle), space, shown(reply), shown(timed_out),
                 timeout, flags);
-    return handle != nullptr && store.sync_result;
+    return handle != nullptr && store.sync_result && !call_is_to_fail();
 }
 
 // A pair of our own: freed whole, so that a test under a sanitizer sees one that was kept.
@@ -298,8 +305,9 @@ struct owned_pair : xpair {
 
 void xresponse_parse(const xresponse *reply, xpair **pair, int *status)
 {
-    *status = reply->status;
-    if (!reply->parses)
+    bool fails = call_is_to_fail();
+    *status = fails ? 1 : reply->status;
+    if (fails || !reply->parses)
         return;
     auto owned = std::make_unique<owned_pair>();
     owned->key_text = reply->key;
@@ -329,7 +337,7 @@ static uint32_t length_of(const std::string &text, uint32_t claimed)
 
 bool xcontrol_get_response(const xresponse *reply, xcontrol_response *out)
 {
-    if (!reply->readable)
+    if (!reply->readable || call_is_to_fail())
         return false;
     out->key = reply->key.c_str();
     out->key_length = length_of(reply->key, reply->key_length);
@@ -348,6 +356,8 @@ void xpair_basefree(xpair *pair)
 char *libselvar_config_get(int flags, const char *space, const char *group, const char *key)
 {
     record_call("libselvar_config_get(%d, %s, %s, %s)", flags, space, group, key);
+    if (call_is_to_fail())
+        return nullptr;
     auto found = store.values.find(full_name(space, key));
     return found == store.values.end() ? nullptr : strdup(found->second.c_str());
 }

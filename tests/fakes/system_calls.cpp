@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "fakes/system_calls.h"
+#include "fakes/failing.h"
 #include "fakes/files.h"
 
 #include <dlfcn.h>
@@ -126,6 +127,10 @@ int settimeofday(const timeval *value, const struct timezone *zone) noexcept
 {
     record_call("settimeofday(%lld.%06ld, %s)", static_cast<long long>(value->tv_sec),
                 static_cast<long>(value->tv_usec), zone == nullptr ? "null" : "zone");
+    if (call_is_to_fail()) {
+        errno = EPERM;
+        return -1;
+    }
     errno = libc.settimeofday_errno;
     return libc.settimeofday_result;
 }
@@ -152,7 +157,7 @@ int system(const char *command)
     ignored.sa_handler = SIG_IGN;
     sigaction(SIGINT, &ignored, &before);
     sigaction(SIGINT, &before, nullptr);
-    return libc.system_result;
+    return call_is_to_fail() ? -1 : libc.system_result;
 }
 
 int usleep(useconds_t microseconds)
@@ -202,7 +207,7 @@ FILE *popen(const char *command, const char *mode)
     record_call("popen(%s, %c)", quoted(command).c_str(), mode[0]);
     if (libc.popen_is_real)
         return real_popen(command, mode);
-    if (libc.popen_fails)
+    if (libc.popen_fails || call_is_to_fail())
         return nullptr;
     FILE *output = tmpfile();
     fputs(libc.popen_output.c_str(), output);
@@ -221,7 +226,7 @@ int timerfd_create(int clock, int flags) noexcept
 {
     static auto *const real_create = real<int(int, int)>("timerfd_create");
     record_call("timerfd_create(%d, %d)", clock, flags);
-    if (!libc.timerfd_fails)
+    if (!libc.timerfd_fails && !call_is_to_fail())
         return real_create(clock, flags);
     errno = EMFILE;
     return -1;
@@ -230,7 +235,7 @@ int timerfd_create(int clock, int flags) noexcept
 int socket(int domain, int type, int protocol) noexcept
 {
     static auto *const real_socket = real<int(int, int, int)>("socket");
-    if (!libc.socket_fails)
+    if (!libc.socket_fails && !call_is_to_fail())
         return real_socket(domain, type, protocol);
     errno = EMFILE;
     return -1;
@@ -245,7 +250,7 @@ int connect(int fd, const sockaddr *address, socklen_t length)
     char text[INET_ADDRSTRLEN] = "";
     inet_ntop(AF_INET, &target.sin_addr, text, sizeof(text));
     record_call("connect(%s:%d)", text, ntohs(target.sin_port));
-    if (libc.connect_port == 0) {
+    if (libc.connect_port == 0 || call_is_to_fail()) {
         errno = ECONNREFUSED;
         return -1;
     }

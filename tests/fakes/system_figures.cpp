@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "fakes/system_figures.h"
+#include "fakes/failing.h"
 #include "fakes/record.h"
 
 #include <dlfcn.h>
@@ -30,7 +31,7 @@ static FILE *open_restart_list(const char *mode)
 {
     record_call("fopen(restart list, %c)", mode[0]);
     EXPECT_NE(std::string_view(mode).find('e'), std::string_view::npos) << "children would inherit it";
-    if (!system_figures.restart_list) {
+    if (!system_figures.restart_list || call_is_to_fail()) {
         errno = ENOENT;
         return nullptr;
     }
@@ -44,7 +45,7 @@ extern "C" {
 
 int sysinfo(struct sysinfo *figures) noexcept
 {
-    if (system_figures.sysinfo_fails) {
+    if (system_figures.sysinfo_fails || call_is_to_fail()) {
         errno = EFAULT;
         return -1;
     }

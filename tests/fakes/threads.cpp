@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "fakes/threads.h"
+#include "fakes/failing.h"
 #include "fakes/record.h"
 
 #include <pthread.h>
 #include <sched.h>
 
 #include <atomic>
+#include <cerrno>
 #include <memory>
 
 static std::atomic<int> result = 0;
@@ -71,6 +73,8 @@ int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, v
     record_call("pthread_create(%s attributes)", attributes == nullptr ? "default" : "its own");
     if (result != 0)
         return result;
+    if (call_is_to_fail())
+        return EAGAIN;
     started++;
     alive++;
     return __real_pthread_create(thread, attributes, run_counted,

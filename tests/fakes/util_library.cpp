@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // libkivo_util and libkivo_statistics.
+#include "fakes/failing.h"
 #include "fakes/platform.h"
 #include "fakes/record.h"
 
@@ -49,7 +50,7 @@ uint64_t time_realtime_ms(void)
 int timer_start(int fd, int first_ms, int interval_ms)
 {
     record_call("timer_start(%d, %d, %d)", fd, first_ms, interval_ms);
-    return platform.timer_start_result;
+    return call_is_to_fail() ? -1 : platform.timer_start_result;
 }
 
 int rand_range(int low, int high)
@@ -67,5 +68,5 @@ int report_stat_object(const char *name, json_object *object)
 {
     record_call("report_stat_object(%s, %s)", quoted(name).c_str(),
                 json_object_to_json_string_length(object, JSON_C_TO_STRING_PLAIN, nullptr));
-    return platform.report_stat_result;
+    return call_is_to_fail() ? -1 : platform.report_stat_result;
 }

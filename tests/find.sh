@@ -25,10 +25,15 @@ list_tests() {
                 for (j = 1; j <= n; j++) print c[1], c[2] "." set[j] "/" c[3] "." c[4] "/", c[5]
             }
         }' "$home"/tests/*/*.cpp
-    local check
-    for check in "$home"/tests/project/*.sh "$home"/docs/*.patch; do
+    local check program
+    for check in "$home"/tests/project/*.sh; do
         check=$(basename "$check")
         echo "ctl project.${check%.*} $check"
+    done
+    for check in "$home"/docs/*.patch; do
+        for program in ctl $(sed -n '/^diff /q; s/^Programs: //p' "$check"); do
+            echo "$program project.$(basename "$check" .patch) $(basename "$check")"
+        done
     done
     echo "kivo_camwarden platform.exports check_exports"
 }

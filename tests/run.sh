@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2154
-# What ./camera test does; part of that script, which has the packages, build and could_not.
+# What ./camera test does; part of that script, which has the packages, the options, build and could_not.
 
 fuzz_packages=(libclang-rt-14-dev)
 armhf_packages=(g++-arm-linux-gnueabihf libgtest-dev:armhf libjson-c-dev:armhf libstdc++6:armhf qemu-user)
@@ -45,7 +45,7 @@ look_for_sandbox() { # CTEST_ARGUMENT...
 run_some() { # NAME
     find_tests "$1"
     build asan "${found_programs[@]}"
-    [[ " ${found_programs[*]} " != *" system_test "* ]] || look_for_sandbox -R "$found_tests"
+    [[ " ${found_programs[*]} " != *" "@(system_test|ctl)" "* ]] || look_for_sandbox -R "$found_tests"
     run_ctest asan -R "$found_tests" "${without[@]}"
 }
 
@@ -89,12 +89,35 @@ run_all() {
     count fuzz "$fuzz_results" "$fuzz_status"
 }
 
-run_tests() { # NAME TARGET JSON
+# Shows that the tests notice each fault of tests/planted.
+run_planted() {
+    local fault
+    build asan ctl room_tests
+    look_for_sandbox
+    [[ -z $left_out ]] || could_not "Faults are planted in a sandbox: $left_out"
+    while IFS= read -r fault; do
+        echo "$fault"
+        if [[ $fault == *": caught by "* ]]; then
+            passed=$((passed + 1))
+        else
+            failed=$((failed + 1))
+        fi
+    done < <(cd "$home" && tests/planted.sh build/asan)
+    ((passed + failed)) || exit 2
+}
+
+run_tests() { # NAME
     local counts
-    [[ -z $2 || $2 == armhf ]] || could_not "There is no target \"$2\"; take armhf, or none for this machine."
+    [[ -z $target || $target == armhf ]] ||
+        could_not "There is no target \"$target\"; take armhf, or none for this machine."
+    [[ $planted == no || -z $1 && -z $target ]] ||
+        could_not "\"--planted\" takes no NAME and no target; it is about the whole daemon."
     exec 3>&1
-    [[ $3 == no ]] || exec >&2
-    if [[ $2 == armhf ]]; then
+    [[ $json == no ]] || exec >&2
+    if [[ $planted == yes ]]; then
+        need_packages "plant faults" "${run_packages[@]}" "${test_packages[@]}"
+        run_planted
+    elif [[ $target == armhf ]]; then
         need_packages "run the tests for armhf" "${run_packages[@]}" "${armhf_packages[@]}"
         run_armhf "$1"
     elif [[ -n $1 ]]; then
@@ -108,7 +131,7 @@ run_tests() { # NAME TARGET JSON
     [[ -z $left_out ]] || echo "$left_out"
     ((passed + failed + skipped)) || could_not "No test's name matches \"$1\"."
     counts="$passed passed, $failed failed$( ((skipped == 0)) || echo ", $skipped skipped")"
-    [[ $3 == no ]] || counts="{\"passed\":$passed,\"failed\":$failed,\"skipped\":$skipped}"
+    [[ $json == no ]] || counts="{\"passed\":$passed,\"failed\":$failed,\"skipped\":$skipped}"
     echo "$counts" >&3
     ((failed == 0)) || exit 1
     [[ -z $left_out ]] || exit 2

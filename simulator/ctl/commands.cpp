@@ -67,7 +67,7 @@ static constexpr ctl_command table[] = {
     { "gdb",            "[-- GDB_ARGUMENTS...]", 0, any_number, "",   "hold the daemon in a debugger; the camera's clock waits",  attach_gdb     },
     { "shell",          "[-- COMMAND...]",      0, any_number, "",   "a shell inside the camera's sandbox",                      open_shell     },
     { "check",          "",                     0, 0, "",         "whether this system can run a camera",                     check_system   },
-    { "test",           "[NAME]",               0, 1, "",         "build and run the tests, all or those whose name matches", run_tests      },
+    { "test",           "[NAME]",               0, 1, "--target --planted", "build and run the tests, all or those whose name matches", run_tests      },
     { "help",           "[COMMAND]",            0, 2, "",         "this, or more about a command",                            help           },
 };
 // clang-format on

@@ -18,6 +18,8 @@ static constexpr option_row rows[] = {
     { "--within", "TIME",   "how long, as in 500ms, 5s or 2m; 10s if not given",  nullptr,               &ctl_options::within },
     { "--since",   "N",     "count from line N of the journal on, \"start\" or \"last\"", nullptr,       &ctl_options::since  },
     { "--follow",  nullptr, "go on until Ctrl-C",                                   &ctl_options::follow,  nullptr              },
+    { "--target",  "armhf", "run the daemon's tests as its own processor would",    nullptr,               &ctl_options::target },
+    { "--planted", nullptr, "plant faults in the daemon and see the tests catch them", &ctl_options::planted, nullptr            },
     { "--number",  nullptr, "the value is a number of 64 bits, not a text",         &ctl_options::number,  nullptr              },
 };
 // clang-format on

@@ -12,6 +12,7 @@ struct ctl_options {
     std::string seed; // "": a fresh one
     std::string within;
     std::string since;
+    std::string target;
     bool help = false;
     bool json = false;
     bool detach = false;
@@ -20,6 +21,7 @@ struct ctl_options {
     bool speaker = false;
     bool follow = false;
     bool number = false;
+    bool planted = false;
 
     std::vector<std::string> words;   // what is no option: the command and its arguments
     std::vector<std::string> options; // the names of the options that were given, in their order

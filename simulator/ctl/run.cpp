@@ -29,10 +29,8 @@ int check_system(const ctl_request &request)
 int run_tests(const ctl_request &request)
 {
     const std::string script = request.where.source + "/camera";
-    std::vector<std::string> line = { script, "test" };
-    line.insert(line.end(), request.arguments.begin(), request.arguments.end());
-    if (request.options.json)
-        line.emplace_back("--json");
+    std::vector<std::string> line = { script };
+    line.insert(line.end(), request.line.begin(), request.line.end());
     execute(line);
     return say_could_not(request, "cannot run " + script + ": " + strerror(errno));
 }

@@ -33,6 +33,9 @@ expect 2 '"leds" needs a camera' leds --name run
 expect 2 '"test" takes one NAME' test one two
 expect 2 'There is no target "mips"' test --target mips
 expect 2 'There is no target "mips"' test --target=mips one
+expect 2 '"test" takes no option --plantd; it takes --target armhf, --planted and --json.' test --plantd
+expect 2 '"test" takes no option --preset' test one --preset=asan
+expect 2 '"--planted" takes no NAME' test one --planted
 
 # A Debian in which nothing is installed, and somebody who may not install.
 mkdir bin
@@ -48,6 +51,7 @@ expect 2 "To run a camera, these packages are missing and will be installed: bub
 expect 2 "Please run as root: apt-get install bubblewrap cmake espeak-ng g++" run
 expect 2 "To run the tests, these packages are missing and will be installed: bubblewrap" test
 expect 2 " g++-arm-linux-gnueabihf libgtest-dev:armhf " test
+expect 2 "To plant faults, these packages are missing and will be installed: bubblewrap" test --planted
 expect 2 "To run the tests for armhf, these packages are missing and will be installed: bubblewrap" test --target armhf
 printf '#!/bin/sh\necho 0\n' >bin/id
 expect 2 "They could not be installed; apt-get install bubblewrap" run

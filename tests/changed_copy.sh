@@ -5,6 +5,7 @@
 #
 #   Programs: spec_test cloud_properties_test      all their cases must pass
 #   Cases: *sensitivity*                           and among them must be some of this name
+#   Cameras: first_light.*                         if there is such a line: whole cameras with these cases, too
 set -euo pipefail
 patch=$1 build=$2
 
@@ -12,26 +13,39 @@ header() { # NAME
     sed -n "/^diff /q; s/^$1: //p" "$patch"
 }
 
+count_cases() { # PROGRAM PATTERN
+    local count
+    count=$("$1" --gtest_list_tests --gtest_filter="$2" | grep -c '^ ' || true)
+    echo "$count"
+}
+
+complain() { # SENTENCE
+    echo "$1"
+    exit 1
+}
+
 # In the copy that has the patch.
 run_cases() {
-    local programs cases program ran=0
+    local programs cases cameras program ran=0
     read -ra programs < <(header Programs)
     cases=$(header Cases)
+    cameras=$(header Cameras)
     # Beside other tests, whose cameras want to be in time.
-    nice ninja -C "$build" -j 1 "${programs[@]}" >"$build/log" 2>&1 || {
+    nice ninja -C "$build" -j 1 "${programs[@]}" ${cameras:+system_test} >"$build/log" 2>&1 || {
         cat "$build/log"
         exit 1
     }
     for program in "${programs[@]}"; do
         program=$(find "$build" -name "$program" -type f -perm -u+x)
         "$program" --gtest_brief=1
-        ran=$((ran + $("$program" --gtest_list_tests --gtest_filter="$cases" | grep -c '^ ' || true)))
+        ran=$((ran + $(count_cases "$program" "$cases")))
     done
-    ((ran > 0)) || {
-        echo "no case matches $cases"
-        exit 1
-    }
+    ((ran > 0)) || complain "no case matches $cases"
     echo "$ran cases match $cases"
+    [[ -n $cameras ]] || return 0
+    program=$build/tests/system/system_test
+    (($(count_cases "$program" "$cameras") > 0)) || complain "no case matches $cameras"
+    "$program" --gtest_brief=1 --gtest_filter="$cameras"
 }
 
 # The lines that the page shows as code, but for commands, and that the patch has not.
@@ -46,9 +60,5 @@ if [[ ${3:-} == --inside ]]; then
     exit
 fi
 bad=$(misquoted)
-[[ -z $bad ]] || {
-    echo "the page quotes what is not in the patch:"
-    echo "$bad"
-    exit 1
-}
+[[ -z $bad ]] || complain "the page quotes what is not in the patch: $bad"
 tests/with_patch.sh "$patch" "$build" bash "$0" "$patch" "$build" --inside

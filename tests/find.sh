@@ -36,6 +36,7 @@ list_tests() {
         done
     done
     echo "kivo_camwarden platform.exports check_exports"
+    echo "kivo_camwarden platform.imports check_imports"
 }
 
 # The suites, files and cases that resemble NAME, as the end of a sentence.

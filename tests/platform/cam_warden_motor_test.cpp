@@ -143,16 +143,18 @@ STORY(motor, may_be_called_from_any_thread)
     {
         const std::lock_guard<std::mutex> guard(desk.mutex);
         desk.answer = [](json_object *command) {
-            return R"({"done":{"result":)" + std::to_string(json_get_number(command, "value")) + "}}";
+            const std::string number = std::to_string(json_get_number(command, "value", 1));
+            return R"({"done":{"result":)" + number + R"(,"running":)" + number + "}}";
         };
     }
     std::atomic<int> wrong = 0;
     std::vector<std::thread> callers;
     for (int i = 1; i <= 8; i++) {
         callers.emplace_back([i, &wrong] {
-            for (int n = 0; n < 100; n++) {
+            for (int n = 0; n < 50; n++) {
                 int degrees = i * 1000 + n;
                 wrong += torvu_motor_control(7, &degrees, -1) == degrees ? 0 : 1;
+                wrong += motor_running_dectect() == 1 ? 0 : 1;
             }
         });
     }

@@ -74,9 +74,17 @@ STORY(random, an_empty_range_gives_its_low_end)
 
 STORY(random, request_ids_are_above_0_and_fresh)
 {
-    const std::vector<int> ids = draws("1", 2000, generate_random_id);
+    const std::vector<int> ids = draws("1", 200'000, generate_random_id);
     EXPECT_GT(*std::min_element(ids.begin(), ids.end()), 0);
     EXPECT_EQ(std::set<int>(ids.begin(), ids.end()).size(), ids.size());
+}
+
+STORY(random, request_ids_do_not_go_up_one_by_one)
+{
+    const std::vector<int> ids = draws("1", 1000, generate_random_id);
+    EXPECT_FALSE(std::is_sorted(ids.begin(), ids.end()));
+    EXPECT_NE(ids, draws("2", 1000, generate_random_id));
+    EXPECT_EQ(ids, draws("1", 1000, generate_random_id));
 }
 
 STORY(random, the_same_seed_brings_the_same_numbers)
@@ -92,26 +100,36 @@ STORY(random, without_a_seed_every_process_has_its_own_numbers)
     EXPECT_NE(draws("", 100, any_number), draws("", 100, any_number));
 }
 
-STORY(random, threads_share_one_sequence_of_which_nothing_is_lost_or_given_twice)
+// What so many threads draw, in order of size.
+static std::vector<int> threads_draw(size_t threads, size_t share, int (*draw)(void))
 {
-    constexpr size_t threads = 4;
-    constexpr size_t share = 500;
-    std::vector<int> alone = draws("1", threads * share, any_number);
     std::vector<std::vector<int>> shares(threads);
     std::vector<std::thread> drawers;
     setenv("CAMERA_SEED", "1", 1);
     drawers.reserve(threads);
     for (std::vector<int> &numbers : shares)
-        drawers.emplace_back([&numbers] {
+        drawers.emplace_back([&numbers, share, draw] {
             for (size_t i = 0; i < share; i++)
-                numbers.push_back(any_number());
+                numbers.push_back(draw());
         });
     std::vector<int> together;
     for (size_t i = 0; i < threads; i++) {
         drawers[i].join();
         together.insert(together.end(), shares[i].begin(), shares[i].end());
     }
-    std::sort(alone.begin(), alone.end());
     std::sort(together.begin(), together.end());
-    EXPECT_EQ(together, alone);
+    return together;
+}
+
+STORY(random, threads_share_one_sequence_of_which_nothing_is_lost_or_given_twice)
+{
+    std::vector<int> alone = draws("1", 2000, any_number);
+    std::sort(alone.begin(), alone.end());
+    EXPECT_EQ(threads_draw(4, 500, any_number), alone);
+}
+
+STORY(random, request_ids_of_several_threads_are_fresh_too)
+{
+    const std::vector<int> ids = threads_draw(4, 20'000, generate_random_id);
+    EXPECT_EQ(std::adjacent_find(ids.begin(), ids.end()), ids.end());
 }

@@ -155,6 +155,27 @@ STORY(selvar_request, a_sync_is_answered)
     EXPECT_EQ(told, (lines{ "answered 8: done", "answered 8: done", "answered 8: refused" }));
 }
 
+STORY(selvar_request, what_was_synced_outlives_a_power_cut_that_leaves_nothing_but_the_settings_file)
+{
+    asking_client client;
+    ASSERT_TRUE(client_set(client.handle, "nvram", "power", "off"));
+    ASSERT_TRUE(libselvar_sync(client.handle, "nvram", on_answer, nullptr, 5, 0));
+    ASSERT_TRUE(client_hear(client.handle, 2));
+    const std::string settings = desk_file(desk_path("nvram"));
+    libselvar_close(client.handle);
+    store_end(client.store, SIGKILL);
+    for (const char *name : { "nvram", "nvram-wal", "nvram-shm" })
+        unlink(desk_path(name).c_str());
+    std::ofstream(desk_path("nvram"), std::ios::binary) << settings;
+
+    client.store = store_start();
+    client.handle = libselvar_config_open(0);
+    ASSERT_TRUE(client_get(client.handle, "nvram", "power"));
+    client_settle(client.handle);
+
+    EXPECT_EQ(told, (lines{ "answered 3: done", "answered 8: done", "got power = off" }));
+}
+
 STORY(selvar_request, an_unregister_is_answered_whether_or_not_the_key_was_registered)
 {
     asking_client client;

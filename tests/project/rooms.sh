@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Includes run one way: down the rooms, and never between the daemon and the virtual camera.
+# Includes run one way: down the rooms, and never between the daemon and the virtual camera, of which the daemon knows nothing.
 set -euo pipefail
 bad=0
 complain() { # FILE:LINE:TEXT...
@@ -28,6 +28,13 @@ forbid spec core simulator
 forbid motor core simulator
 forbid core simulator
 forbid platform util store sound handlers modules spec motor core simulator
+
+# The daemon is the same on a camera, on a desk and in a test.
+find_in_daemon() { # PATTERN
+    grep -rnE "$1" core handlers spec store sound motor modules util || [[ $? == 1 ]]
+}
+complain "$(find_in_daemon '^\s*#\s*(if|ifdef|ifndef|elif|else)\b')" "the daemon is compiled in different ways"
+complain "$(find_in_daemon '\b(secure_)?getenv\b|\benviron\b|\bargv\b')" "the daemon takes an option or a variable"
 
 # The virtual camera has a store/ of its own.
 while read -r header; do

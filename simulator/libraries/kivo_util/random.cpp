@@ -58,7 +58,13 @@ int rand_range(int low, int high)
     return static_cast<int>(low + static_cast<int64_t>(below(count)));
 }
 
+// Counts on from a random place; times an odd number this visits all of 31 bits before any comes again.
 int generate_random_id(void)
 {
-    return rand_range(1, INT_MAX);
+    constexpr uint32_t shuffle = 0x9e3779b1;
+    static std::atomic<uint32_t> count = static_cast<uint32_t>(next());
+    uint32_t id = 0;
+    while (id == 0)
+        id = count.fetch_add(1, std::memory_order_relaxed) * shuffle & INT_MAX;
+    return static_cast<int>(id);
 }

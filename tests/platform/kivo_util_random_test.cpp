@@ -130,6 +130,6 @@ STORY(random, threads_share_one_sequence_of_which_nothing_is_lost_or_given_twice
 
 STORY(random, request_ids_of_several_threads_are_fresh_too)
 {
-    const std::vector<int> ids = threads_draw(4, 20'000, generate_random_id);
+    const std::vector<int> ids = threads_draw(4, 50'000, generate_random_id);
     EXPECT_EQ(std::adjacent_find(ids.begin(), ids.end()), ids.end());
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // What the tick does when its time has come: the reset key, the reboot, the end of a binding and of a
 // rotation.
+#include "handlers/maintenance.h"
+#include "sound/sound.h"
 #include "tick_desk.h"
 
 #include "fakes/files.h"
@@ -130,6 +132,58 @@ TEST_F(pending_reboot, that_nobody_asked_for_does_not_come)
 {
     kit.reboot_time = 0;
     EXPECT_EQ(story_at(1005), texts{});
+}
+
+struct reboot_without_cloud : deadline {
+    reboot_without_cloud()
+    {
+        strcpy(language, "en");
+        prompts.has("en/booting", "boot");
+        bus.player_listens = true;
+        kit.sound_fd = sound_init(nullptr);
+        kit.otd_sock = 0;
+        kit.reconnect_time = 1001; // the link's turn comes after the reboot's
+    }
+    ~reboot_without_cloud() override
+    {
+        sound_exit();
+    }
+
+    static void is_asked_for()
+    {
+        at(1000);
+        kit_reboot();
+        script_has_ended();
+        EXPECT_TRUE(logged("warning: kit_reboot(), otd_sock not ready: 0\n"));
+        EXPECT_EQ(kit.rebooting, 1);
+    }
+
+    static void comes_five_seconds_later()
+    {
+        EXPECT_EQ(story_at(1004), texts{});
+        EXPECT_EQ(story_at(1005), (texts{ "sync()", terminates }));
+    }
+
+    prompt_folder prompts;
+};
+
+TEST_F(reboot_without_cloud, is_spoken_at_once_and_comes_five_seconds_later)
+{
+    is_asked_for();
+    EXPECT_EQ(bus_texts(), texts{ "boot" });
+    comes_five_seconds_later();
+    EXPECT_EQ(bus_texts(), texts{ "boot" }) << "once";
+}
+
+TEST_F(reboot_without_cloud, keeps_its_prompt_for_a_player_that_is_late)
+{
+    bus_send_fails(1);
+    is_asked_for();
+    EXPECT_EQ(bus_texts(), texts{});
+    comes_five_seconds_later();
+    bus_player_connects();
+    EXPECT_EQ(sound_recv(), 0);
+    EXPECT_EQ(bus_texts(), texts{ "boot" });
 }
 
 struct waited_binding : deadline {

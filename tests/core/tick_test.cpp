@@ -71,6 +71,37 @@ TEST_F(tick, repeats_the_query_every_second_until_the_clock_is_set_again)
     EXPECT_EQ(ticks_at(2803), texts{});
 }
 
+static void cloud_tells_the_time(const char *seconds)
+{
+    platform.next_random_id = 501;
+    const std::string answer = R"({"id":501,"method":"local.time","params":)" + std::string(seconds) + "}";
+    EXPECT_EQ(msg_dispatcher(answer.c_str(), static_cast<int>(answer.size()), kit.otd_sock, 0), 0);
+}
+
+TEST_F(tick, repeats_the_query_after_a_time_that_is_ignored)
+{
+    kit.time_set_at = 1000;
+    EXPECT_EQ(ticks_at(2801), texts{ time_query });
+    cloud_tells_the_time("315532799");
+    EXPECT_EQ(calls_of("settimeofday"), texts{});
+    EXPECT_EQ(ticks_at(2802), texts{ time_query });
+    cloud_tells_the_time("1700000000");
+    EXPECT_EQ(ticks_at(2803), texts{});
+}
+
+TEST_F(tick, repeats_the_query_after_a_time_that_could_not_be_set)
+{
+    kit.time_set_at = 1000;
+    EXPECT_EQ(ticks_at(2801), texts{ time_query });
+    libc.settimeofday_result = -1;
+    cloud_tells_the_time("1700000000");
+    EXPECT_EQ(calls_of("settimeofday").size(), 1U);
+    EXPECT_EQ(ticks_at(2802), texts{ time_query });
+    libc.settimeofday_result = 0;
+    cloud_tells_the_time("1700000000");
+    EXPECT_EQ(ticks_at(2803), texts{});
+}
+
 TEST_F(tick, asks_for_the_status_every_second_until_the_cloud_client_has_told_it)
 {
     kit.status_received = 0;

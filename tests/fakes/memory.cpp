@@ -5,6 +5,7 @@
 #include <dlfcn.h>
 #include <json-c/json.h>
 
+#include <cerrno>
 #include <cstddef>
 
 // Of one thread, so that nobody else's allocations count.
@@ -27,7 +28,10 @@ static bool refused()
     if (left == 0)
         return false;
     left--;
-    return left == 0;
+    if (left > 0)
+        return false;
+    errno = ENOMEM;
+    return true;
 }
 
 template <typename function> static function *real(const char *name)

@@ -3,6 +3,7 @@
 #include "handlers/status.h"
 
 #include "fakes/daemon_desk.h"
+#include "fakes/failing.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -41,6 +42,62 @@ TEST_P(failed_binding, blinks_and_restores_the_defaults)
 
 INSTANTIATE_TEST_SUITE_P(results, failed_binding,
                          testing::Values("fail", "FAIL", "Failed", "failed: timeout"));
+
+struct binding_row {
+    const char *name;
+    const char *result;
+    texts calls;
+    texts refused; // what a store that is closed leaves of them
+};
+
+static const std::string uninit = "err: selvar uninit.\n";
+
+static const binding_row bindings[] = {
+    { "good",
+      "ok",
+      { nvram_set("bind_status", "ok"), nvram_sync, mem_set("dev_status", "normal") },
+      { uninit, uninit, uninit } },
+    { "failed",
+      "failed",
+      { led(0, 0, 1, 0, 0, 1), led(1, 50, 2, 100, 200, 1), nvram_reset },
+      { led(0, 0, 1, 0, 0, 1), led(1, 50, 2, 100, 200, 1), uninit } },
+};
+
+struct unlucky_binding : local_messages, testing::WithParamInterface<binding_row> {
+    std::string text = R"({"method":"local.bind","result":")" + std::string(GetParam().result) + "\"}";
+    json_text message = text.c_str();
+};
+
+TEST_P(unlucky_binding, comes_whole_whichever_call_fails)
+{
+    for (int nth = 1; nth <= std::ssize(GetParam().calls); nth++) {
+        record_clear();
+        call_fails(nth);
+        EXPECT_EQ(local_handler_bind(message), 0) << nth;
+        EXPECT_TRUE(call_failed()) << nth;
+        EXPECT_EQ(calls(), GetParam().calls) << nth;
+    }
+}
+
+TEST_P(unlucky_binding, asks_a_store_that_refuses_for_everything)
+{
+    store.set_result = store.sync_result = store.other_result = false;
+    EXPECT_EQ(local_handler_bind(message), 0);
+    EXPECT_EQ(calls(), GetParam().calls);
+}
+
+TEST_P(unlucky_binding, goes_through_with_a_store_that_is_closed)
+{
+    selvar_nvram_exit();
+    record_clear();
+    EXPECT_EQ(local_handler_bind(message), 0);
+    texts after_the_receipt = story();
+    after_the_receipt.erase(after_the_receipt.begin());
+    EXPECT_EQ(after_the_receipt, GetParam().refused);
+}
+
+INSTANTIATE_TEST_SUITE_P(results, unlucky_binding, testing::ValuesIn(bindings),
+                         [](const auto &row) { return row.param.name; });
 
 TEST_F(local_messages, a_reported_time_sets_the_clock_to_the_middle_of_its_second)
 {
@@ -162,6 +219,14 @@ TEST_F(local_messages, the_device_id_is_asked_for_with_a_fresh_id)
     platform.next_random_id = 77;
     otd_query_did();
     EXPECT_EQ(story(), (texts{ to_cloud(R"({"id":77,"method":"local.query_did","params":""})"),
+                               "err: otd_query_did send success\n" }));
+}
+
+TEST_F(local_messages, a_query_that_cannot_be_sent_is_logged_as_sent_all_the_same)
+{
+    next_send_gives(-1, EPIPE);
+    otd_query_did();
+    EXPECT_EQ(story(), (texts{ to_cloud(R"({"id":501,"method":"local.query_did","params":""})"),
                                "err: otd_query_did send success\n" }));
 }
 

@@ -78,6 +78,16 @@ static const lsd_row lsd_rows[] = {
 INSTANTIATE_TEST_SUITE_P(params, lsd_params, testing::ValuesIn(lsd_rows),
                          [](const auto &row) { return row.param.name; });
 
+TEST_F(loud_sound, settings_are_written_and_answered_during_an_update_too)
+{
+    kit.ota = 1;
+    EXPECT_EQ(set(R"([{"lsd_switch":"1","lsd_sensity":"3"}])"), 0);
+    EXPECT_EQ(calls(), (texts{ nvram_set("lsd_switch", "1"), nvram_set("lsd_sensity", "3") }));
+    EXPECT_STREQ(out, ok);
+    EXPECT_EQ(reply_flag, 1);
+    EXPECT_EQ(log_lines().size(), 1U) << "its receipt";
+}
+
 TEST_F(loud_sound, another_method_does_nothing)
 {
     reply_flag = 0;

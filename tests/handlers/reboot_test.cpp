@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Reboot, factory reset and "kiVO.restore".
+#include "core/dispatcher.h"
 #include "handlers/maintenance.h"
 
 #include "fakes/daemon_desk.h"
@@ -76,7 +77,12 @@ TEST_F(reboot, during_an_update_is_only_logged)
 struct factory_reset : reboot {
     static texts reset_story()
     {
-        texts all = { nvram_reset, "open(/mnt/data/sound/en/reset_success)", mem_set("dev_status", "reset") };
+        return reset_story(nvram_reset, mem_set("dev_status", "reset"));
+    }
+
+    static texts reset_story(const std::string &restores, const std::string &writes)
+    {
+        texts all = { restores, "open(/mnt/data/sound/en/reset_success)", writes };
         const texts then = reboot_story();
         all.insert(all.end(), then.begin(), then.end());
         return all;
@@ -98,6 +104,34 @@ TEST_F(factory_reset, gives_the_store_s_result_and_reboots_whatever_it_is)
     EXPECT_EQ(reset_to_factory(), 0);
     script_has_ended();
     EXPECT_TRUE(in_order(reset_story()));
+}
+
+static const std::string uninit = "err: selvar uninit.\n";
+
+TEST_F(factory_reset, while_the_store_is_closed_gives_its_failure_and_reboots)
+{
+    selvar_nvram_exit();
+    record_clear();
+    EXPECT_EQ(reset_to_factory(), -1);
+    script_has_ended();
+    EXPECT_TRUE(in_order(reset_story(uninit, uninit)));
+    EXPECT_EQ(kit.reboot_time, 4321U);
+}
+
+TEST_F(factory_reset, by_the_cloud_while_the_store_is_closed_counts_as_failed_and_is_done_and_answered)
+{
+    selvar_nvram_exit();
+    record_clear();
+    msg_dispatcher(R"({"id":7,"method":"kiVO.restore"})", 32, kit.otd_sock, 0);
+    script_has_ended();
+    const std::string ok = R"({"id":7,"result":["OK"]})";
+    texts expected = reset_story(uninit, uninit);
+    expected.insert(expected.begin(), R"(report_stat_object("camwarden.info", {"type":1}))");
+    for (const std::string &line : { std::string("debug: kiVO restore fail\n"), to_cloud(ok) })
+        expected.push_back(line);
+    EXPECT_TRUE(in_order(expected));
+    EXPECT_EQ(sent_texts(), (texts{ notice, ok }));
+    EXPECT_EQ(kit.reboot_time, 4321U);
 }
 
 TEST_F(factory_reset, during_an_update_is_only_logged)

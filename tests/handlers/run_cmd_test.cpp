@@ -3,6 +3,7 @@
 #include "handlers/maintenance.h"
 
 #include "fakes/daemon_desk.h"
+#include "fakes/memory.h"
 
 #include <sys/wait.h>
 
@@ -96,4 +97,14 @@ TEST_F(commands, the_log_script_starts_with_an_empty_argument_list_and_is_not_wa
     EXPECT_EQ(executed(), texts{ "exec(/mnt/data/bin/log2tf.sh, null)" });
     EXPECT_EQ(story(),
               (texts{ "info: Run: /mnt/data/bin/log2tf.sh\n", "info: This is the parent process\n" }));
+}
+
+TEST_F(commands, the_log_script_that_finds_no_child_is_logged_as_not_run)
+{
+    allocation_fails(1);
+    run_log2tf();
+    EXPECT_TRUE(allocation_failed());
+    EXPECT_EQ(executed(), texts{});
+    EXPECT_EQ(story(), (texts{ "info: Run: /mnt/data/bin/log2tf.sh\n",
+                               "err: Can not run /mnt/data/bin/log2tf.sh: Cannot allocate memory\n" }));
 }

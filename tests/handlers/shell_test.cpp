@@ -92,6 +92,7 @@ static const level_row level_rows[] = {
     { "a_text",     R"("1")",  { "log_set_syslog_level(4)" } },
     { "a_fraction", "2.9",     { "log_set_syslog_level(6)" } },
     { "a_boolean",  "true",    { "log_set_syslog_level(4)" } },
+    { "a_null",     "null",    { "log_set_syslog_level(3)" } },
     { "huge",       "9999999999", { "err: get loglevel fail :2147483647\n" } },
 };
 // clang-format on

@@ -4,6 +4,7 @@
 #include "handlers/status.h"
 
 #include "fakes/daemon_desk.h"
+#include "fakes/failing.h"
 
 struct network_status {
     const char *status;
@@ -54,6 +55,34 @@ TEST_P(local_status, takes_the_led_priority_when_power_and_light_are_on)
     texts expected = followed_by(GetParam().leds, mem_set("dev_status", GetParam().dev_status));
     expected.insert(expected.begin(), led_priority(1));
     EXPECT_EQ(calls(), expected);
+}
+
+TEST_P(local_status, comes_whole_whichever_light_or_write_fails)
+{
+    const std::string text = request('"' + std::string(GetParam().status) + '"');
+    const json_text message(text.c_str());
+    texts expected = followed_by(GetParam().leds, mem_set("dev_status", GetParam().dev_status));
+    expected.insert(expected.begin(), led_priority(1));
+    for (int nth = 1; nth <= std::ssize(expected); nth++) {
+        record_clear();
+        kit.status_received = 0;
+        call_fails(nth);
+        EXPECT_EQ(local_handler_status(message), 0) << nth;
+        EXPECT_TRUE(call_failed()) << nth;
+        EXPECT_EQ(calls(), expected) << nth;
+        EXPECT_EQ(kit.status_received, 1) << nth;
+    }
+}
+
+TEST_P(local_status, shows_its_pattern_while_the_store_is_closed)
+{
+    kit.power = 0;
+    selvar_nvram_exit();
+    record_clear();
+    EXPECT_EQ(local_handler_status(request('"' + std::string(GetParam().status) + '"').c_str()), 0);
+    EXPECT_EQ(calls(), GetParam().leds);
+    EXPECT_EQ(story().back(), "err: selvar uninit.\n");
+    EXPECT_EQ(kit.status_received, 1);
 }
 
 static const network_status statuses[] = {

@@ -39,6 +39,11 @@ struct surroundings {
         motor_seq = 0;
         prompt_files.folder = prompts;
         fixed_files.content = { { "/tmp/sdtotal", "100" }, { "/tmp/sdfree", "40" }, { "/tmp/sdused", "60" } };
+        fixed_files.content["/etc/os-release"] = "KESTRANO_VERSION=1\nKESTRANO_BUILDNO=2\n";
+        store.values = { { "nvram/did", "1234567" },
+                         { "nvram/vendor", "a maker" },
+                         { "nvram/motion_alarm_interval", "9" },
+                         { "mem/focus_area_region", "[1]" } };
         fixed_files.card.emplace();
         system_figures.restart_list = "store 3\n";
         thread_creation_gives(EAGAIN); // a worker would make the order of calls a matter of luck

@@ -23,6 +23,7 @@ static void links_come_up()
     strcpy(motion_alarm_cfg, "[9]");
     strcpy(motion_region_cfg, "[3]");
     nubo_spec_init(g_did, kit.otd_sock, msg_dispatcher);
+    g_get_spec_id = 17;
 }
 
 static const char *const requests[] = {
@@ -47,18 +48,28 @@ static const char *const requests[] = {
     R"({"id":1,"method":"update_log","params":[]})",
     R"({"id":1,"method":"app_feedback_device_rpc","params":{"has_feedback":true}})",
     R"({"id":1,"method":"local.status","params":"internet_connected"})",
-    R"({"id":1,"method":"local.bind","params":"ok"})",
-    R"({"id":1,"method":"local.did","params":"7654321"})",
+    R"({"id":1,"method":"local.status","params":"cloud_connected"})",
+    R"({"id":1,"method":"local.bind","result":"ok"})",
+    R"({"id":1,"method":"local.bind","result":"failed"})",
+    R"({"id":1,"method":"local.did","params":7654321})",
     R"({"id":1,"method":"local.time","params":1700000000})",
     R"({"id":1,"method":"restart_device","params":[]})",
     R"({"id":1,"method":"kiVO.restore","params":[]})",
-    R"({"id":1,"method":"kiVO.config_loglevel","params":{"loglevel":7}})",
-    R"({"id":1,"method":"set_lsd_config","params":{"lsd_switch":1,"lsd_push":1,"lsd_sensity":50}})",
+    R"({"id":1,"method":"kiVO.config_loglevel","params":{"loglevel":4}})",
+    R"({"id":1,"method":"set_lsd_config","params":[{"lsd_switch":1,"lsd_push":1,"lsd_sensity":50}]})",
     R"({"id":1,"method":"get_lsd_config","params":[]})",
     R"({"id":1,"method":"get_properties","params":[{"did":"1234567","siid":2,"piid":1},)"
-    R"({"did":"1234567","siid":4,"piid":1},{"did":"1234567","siid":99,"piid":1}]})",
+    R"({"siid":1,"piid":1},{"siid":1,"piid":4},{"siid":4,"piid":1},{"siid":4,"piid":2},)"
+    R"({"siid":4,"piid":3},{"siid":4,"piid":4},{"siid":5,"piid":1},{"siid":5,"piid":2},)"
+    R"({"siid":5,"piid":3},{"siid":10,"piid":2},{"siid":10,"piid":12},{"siid":99,"piid":1}]})",
     R"({"id":1,"method":"set_properties","params":[{"did":"1234567","siid":2,"piid":1,"value":false},)"
-    R"({"did":"1234567","siid":2,"piid":2,"value":true}]})",
+    R"({"siid":2,"piid":2,"value":180},{"siid":2,"piid":3,"value":0},{"siid":2,"piid":7,"value":2},)"
+    R"({"siid":2,"piid":8,"value":true},{"siid":5,"piid":2,"value":30},{"siid":5,"piid":3,"value":1},)"
+    R"({"siid":10,"piid":3,"value":"t"},{"siid":10,"piid":12,"value":"20"},)"
+    R"({"siid":11,"piid":3,"value":true},{"siid":99,"piid":1,"value":1}]})",
+    R"({"id":17,"result":{"properties":[{"siid":2,"piid":8,"value":"true"},)"
+    R"({"siid":5,"piid":1,"value":"false"},{"siid":5,"piid":3,"value":"0"},)"
+    R"({"siid":10,"piid":3,"value":"t"},{"siid":10,"piid":6,"value":12}]}})",
     R"({"id":1,"method":"no_such_method"})",
 };
 
@@ -83,6 +94,9 @@ static const notified values[] = {
     { "detection_start", "08:00:00" },
     { "detection_end", "20:00:00" },
     { "did", "1234567" },
+    { "sdcard_status", "4" },
+    { "flag_pull_spec_properties", "yes" },
+    { "flag_set_default_spec", "start" },
 };
 
 static const char *value_of(const char *key)

@@ -225,6 +225,8 @@ static const did_match did_matches[] = {
     { "twenty_never_match", R"({"did":"12345678901234567890"})", "12345678901234567890", 0,
       "1234567890123456789" },
     { "number", R"({"did":123})", "123", 1, "123" },
+    { "null", R"({"did":null})", "123", 0, "" },
+    { "null_of_an_unknown_device", R"({"did":null})", "", 0, "" },
 };
 
 INSTANTIATE_TEST_SUITE_P(rows, device_id, testing::ValuesIn(did_matches),

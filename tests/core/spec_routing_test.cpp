@@ -1,42 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Requests for properties and answers to pulls on their way from the cloud client's stream to the spec
-// service, and the calls of the daemon's own methods that setting a property makes.
-#include "core/dispatcher.h"
-#include "core/otd_link.h"
-
-#include "fakes/daemon_desk.h"
-
-struct spec_routing : daemon_desk {
-    spec_routing()
-    {
-        strcpy(g_did, "1234567");
-        nubo_spec_init(g_did, kit.otd_sock, msg_dispatcher);
-    }
-
-    static int block(const std::string &data)
-    {
-        return otd_recv_handler_block(kit.otd_sock, data.c_str(), static_cast<int>(data.size()));
-    }
-
-    static void request(const std::string &method, const std::string &element, int id = 7)
-    {
-        std::string text = "{\"id\":" + std::to_string(id) + ",\"method\":\"" + method +
-                           R"(","params":[{"did":"1234567",)" + element + "}]}";
-        EXPECT_EQ(block(text), static_cast<int>(text.size()));
-    }
-};
-
-static std::string value_reply(int siid, int piid, const std::string &value)
-{
-    return R"({"id" : 7,"result" : [{"did" : "1234567","siid" : )" + std::to_string(siid) + R"(,"piid" : )" +
-           std::to_string(piid) + R"(,"value" : )" + value + R"(,"code" : 0}]})";
-}
-
-static std::string set_reply(int siid, int piid)
-{
-    return R"({"id" : 7,"result" : [{"did" : "1234567","siid" : )" + std::to_string(siid) + R"(,"piid" : )" +
-           std::to_string(piid) + R"(,"code" : 0}]})";
-}
+// service.
+#include "spec_routing_desk.h"
 
 struct kit_field {
     const char *name;
@@ -124,68 +89,48 @@ TEST_F(spec_routing, of_the_properties_member_needs_the_params_too)
     EXPECT_EQ(calls(), texts{});
 }
 
+struct first_element {
+    const char *name;
+    const char *params;
+    const char *reply; // "": the request is dropped
+};
+
+// The texts of all elements stand one after the other, and the first JSON value in them is looked at.
+static const first_element first_elements[] = {
+    { "null_is_passed_over", R"([null,{"did":"1234567","siid":3,"piid":1}])",
+      R"({"id" : 7,"result" : [,{"did" : "1234567","siid" : 3,"piid" : 1,"value" : true,"code" : 0}]})" },
+    { "empty_text_is_passed_over", R"(["",{"did":"1234567","siid":3,"piid":1}])",
+      R"({"id" : 7,"result" : [,{"did" : "1234567","siid" : 3,"piid" : 1,"value" : true,"code" : 0}]})" },
+    { "text_that_holds_the_did", R"(["{\"did\":\"1234567\"}"])", R"({"id" : 7,"result" : []})" },
+    { "number", R"([5,{"did":"1234567","siid":3,"piid":1}])", "" },
+    { "text", R"(["text",{"did":"1234567","siid":3,"piid":1}])", "" },
+    { "boolean", R"([true,{"did":"1234567","siid":3,"piid":1}])", "" },
+    { "list", R"([[],{"did":"1234567","siid":3,"piid":1}])", "" },
+    { "did_of_null", R"([{"did":null},{"did":"1234567","siid":3,"piid":1}])", "" },
+    { "nothing_but_null", "[null]", "" },
+};
+
+struct of_a_request_that_begins : spec_routing, testing::WithParamInterface<first_element> {};
+
+TEST_P(of_a_request_that_begins, decides_whether_it_is_served)
+{
+    const std::string reply = GetParam().reply;
+    const std::string text =
+        R"({"id":7,"method":"get_properties","params":)" + std::string(GetParam().params) + "}";
+    EXPECT_EQ(block(text), reply.empty() ? -1 : static_cast<int>(text.size()));
+    EXPECT_EQ(sent_texts(), reply.empty() ? texts{} : texts{ reply });
+    EXPECT_EQ(!logged("debug: nubo spec cmd did error"), !reply.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(with, of_a_request_that_begins, testing::ValuesIn(first_elements),
+                         [](const auto &row) { return row.param.name; });
+
 TEST_F(spec_routing, before_the_device_id_is_known_harms_nobody)
 {
     g_did[0] = '\0';
     nubo_spec_init("", 0, nullptr);
     block(R"({"id":7,"method":"set_properties","params":[{"did":"","siid":2,"piid":1,"value":true}]})");
     EXPECT_EQ(calls(), texts{});
-}
-
-struct own_method {
-    const char *name;
-    const char *element;
-    int siid, piid;
-    texts sent; // after the acknowledgement
-    texts written;
-};
-
-// What a faked call says on the wire: the two that fill the dispatcher's buffer answer a second time, the
-// power is reported, the rest is silent.
-// clang-format off
-static const own_method own_methods[] = {
-    { "power",         R"("siid":2,"piid":1,"value":false)", 2, 1,
-      { R"({"id":501,"method":"props","params":{"power":"off"}})" }, { nvram_set("power", "off") } },
-    { "flip",          R"("siid":2,"piid":2,"value":180)",   2, 2, {}, { nvram_set("flip", "on") } },
-    { "night_mode",    R"("siid":2,"piid":3,"value":0)",     2, 3,
-      { R"({"id":7,"result":["OK"]})" }, { nvram_set("night_mode", "2") } },
-    { "wdr",           R"("siid":2,"piid":5,"value":true)",  2, 5, {}, { nvram_set("wdr", "on") } },
-    { "full_color",    R"("siid":2,"piid":6,"value":false)", 2, 6, {}, { nvram_set("full_color", "off") } },
-    { "motion_record", R"("siid":2,"piid":7,"value":2)",     2, 7,
-      { R"({ "id": 7, "result": 1 })" }, { nvram_set("motion_record", "stop") } },
-    { "watermark",     R"("siid":2,"piid":9,"value":true)",  2, 9, {}, { nvram_set("watermark", "on") } },
-    { "light",         R"("siid":3,"piid":1,"value":false)", 3, 1, {}, { nvram_set("light", "off") } },
-};
-// clang-format on
-
-struct set_by_own_method : spec_routing, testing::WithParamInterface<own_method> {};
-
-TEST_P(set_by_own_method, is_acknowledged_then_called_and_written)
-{
-    const own_method &row = GetParam();
-    request("set_properties", row.element);
-    texts expected = { set_reply(row.siid, row.piid) };
-    expected.insert(expected.end(), row.sent.begin(), row.sent.end());
-    EXPECT_EQ(sent_texts(), expected);
-    EXPECT_TRUE(in_order(row.written));
-    EXPECT_EQ(rpc_origin, 1);
-}
-
-INSTANTIATE_TEST_SUITE_P(properties, set_by_own_method, testing::ValuesIn(own_methods),
-                         [](const auto &row) { return row.param.name; });
-
-TEST_F(spec_routing, of_an_unknown_night_mode_answers_twice_too)
-{
-    request("set_properties", R"("siid":2,"piid":3,"value":9)");
-    EXPECT_EQ(sent_texts(),
-              (texts{ set_reply(2, 3), R"({"id":7,"error":{"code":-33020,"message":"unknown set val"}})" }));
-}
-
-TEST_F(spec_routing, of_a_cloud_request_after_a_faked_call_is_the_clouds_again)
-{
-    request("set_properties", R"("siid":2,"piid":2,"value":180)");
-    block(R"({"id":8,"method":"set_flip","params":["off"]})");
-    EXPECT_EQ(sent_texts().back(), R"({"id":8,"result":["OK"]})");
 }
 
 struct pull_answer : spec_routing {};

@@ -2,6 +2,7 @@
 // What a change of each store key reports to the cloud.
 #include "spec_desk.h"
 
+#include "fakes/failing.h"
 #include "fakes/memory.h"
 
 struct change_row {
@@ -261,6 +262,17 @@ TEST_P(card_change, reports_0_without_the_file)
     EXPECT_EQ(reported(GetParam().key, "12345"), figure("0"));
 }
 
+TEST_P(card_change, reports_what_lies_there_although_the_commands_fail)
+{
+    for (int status : { -1, 256, 127 << 8 }) {
+        record_clear();
+        libc.system_result = status;
+        EXPECT_EQ(with_file("7629824\n"), figure("7629824")) << status;
+        EXPECT_EQ(calls_of("system"), (texts{ "system(\"df /mnt/sdcard > /tmp/sdcardinfo\")",
+                                              std::string("system(\"") + GetParam().pipe + "\")" }));
+    }
+}
+
 TEST_P(card_change, leaves_no_descriptor_behind)
 {
     int before = open_descriptors();
@@ -290,6 +302,24 @@ TEST_F(change, of_the_defaults_flag_to_start_writes_the_six_defaults_and_then_en
     EXPECT_EQ(story(), expected);
 }
 
+TEST_F(change, of_the_defaults_flag_goes_to_its_end_whichever_write_fails)
+{
+    texts expected = six_defaults;
+    expected.push_back(nvram_set("flag_set_default_spec", "end"));
+    for (int nth = 1; nth <= std::ssize(expected); nth++) {
+        record_clear();
+        call_fails(nth);
+        nubo_spec_handle_properties_changed(7, "flag_set_default_spec", "start");
+        EXPECT_TRUE(call_failed()) << nth;
+        EXPECT_EQ(calls(), expected) << nth;
+    }
+    record_clear();
+    store.set_result = false;
+    nubo_spec_handle_properties_changed(7, "flag_set_default_spec", "start");
+    EXPECT_EQ(calls(), expected);
+    EXPECT_EQ(sent_texts(), texts{});
+}
+
 TEST_F(change, of_a_flag_to_anything_else_does_nothing)
 {
     for (const char *value : { "end", "stop", "", "START", "yes" })
@@ -309,6 +339,28 @@ TEST_F(change, of_the_pull_flag_to_yes_sends_the_pull_and_then_writes_no)
     EXPECT_EQ(g_get_spec_id, 17);
 }
 
+TEST_F(change, of_the_pull_flag_goes_to_its_end_whichever_call_fails)
+{
+    for (int nth = 1; nth <= 3; nth++) { // the device id, the pull, the flag
+        record_clear();
+        g_get_spec_id = -1;
+        call_fails(nth);
+        nubo_spec_handle_properties_changed(17, "flag_pull_spec_properties", "yes");
+        EXPECT_TRUE(call_failed()) << nth;
+        ASSERT_EQ(calls().size(), 3U) << nth;
+        EXPECT_TRUE(calls()[1].starts_with("send(")) << nth;
+        EXPECT_EQ(calls()[2], mem_set("flag_pull_spec_properties", "no")) << nth;
+        EXPECT_EQ(g_get_spec_id, 17) << nth;
+    }
+}
+
+TEST_F(change, of_the_pull_flag_without_a_socket_is_taken_back_all_the_same)
+{
+    nubo_spec_init("1234567", 0, nullptr);
+    nubo_spec_handle_properties_changed(17, "flag_pull_spec_properties", "yes");
+    EXPECT_EQ(calls(), (texts{ store_read("nvram", "did"), mem_set("flag_pull_spec_properties", "no") }));
+}
+
 TEST_F(change, in_the_defaults_gives_the_result_of_the_last_write)
 {
     EXPECT_EQ(set_default_param_to_spec_service(), 0);
@@ -321,63 +373,4 @@ TEST_F(change, of_an_action_does_nothing)
 {
     nubo_spec_handle_action(7, R"({"id":7})", 8);
     EXPECT_EQ(story(), texts{});
-}
-
-struct one_report : spec_desk {};
-
-TEST_F(one_report, has_its_pair_in_the_clouds_numbers)
-{
-    spec_selvar_changed(7, 9, 3, spec_boolean, "1");
-    spec_selvar_changed_pair(7, 9, 0, spec_integer, "-4x");
-    spec_selvar_changed(7, 7, 12, spec_boolean, "0");
-    EXPECT_EQ(sent_texts(), (texts{ report(7, 3, "true"), report(7, 0, "-4"), report(7, 12, "false") }));
-}
-
-TEST_F(one_report, takes_a_boolean_from_what_its_text_converts_to)
-{
-    for (const char *text : { "1", "-1", "7x" }) {
-        sends_reset();
-        spec_selvar_changed(7, 2, 1, 3, text);
-        EXPECT_EQ(sent_texts(), texts{ report(2, 1, "true") }) << text;
-    }
-    for (const char *text : { "0", "", "on", "true" }) {
-        sends_reset();
-        spec_selvar_changed(7, 2, 1, 3, text);
-        EXPECT_EQ(sent_texts(), texts{ report(2, 1, "false") }) << text;
-    }
-}
-
-TEST_F(one_report, differs_between_the_two_functions_in_the_text_alone)
-{
-    spec_selvar_changed(7, 2, 1, 1, "[1]");
-    spec_selvar_changed_pair(7, 2, 1, 1, "[1]");
-    EXPECT_EQ(sent_texts(), (texts{ report(2, 1, R"("[1]")"), report(2, 1, "[1]") }));
-}
-
-TEST_F(one_report, of_another_type_is_an_empty_text)
-{
-    for (int type : { 0, 4, -1 }) {
-        record_clear();
-        EXPECT_EQ(spec_selvar_changed(7, 2, 1, type, "1"), 0);
-        EXPECT_EQ(spec_selvar_changed_pair(7, 2, 1, type, "1"), 0);
-        const std::string line = "debug: [nubo spec]properties changed <ack> ";
-        EXPECT_EQ(story(), (texts{ line, to_cloud(""), line, to_cloud("") }));
-    }
-}
-
-TEST_F(one_report, returns_what_send_returned)
-{
-    next_send_gives(3, 0);
-    EXPECT_EQ(spec_selvar_changed(7, 2, 1, 3, "1"), 3);
-    nubo_spec_init("1234567", -1, nullptr);
-    EXPECT_EQ(spec_selvar_changed_pair(7, 2, 1, 3, "1"), -1);
-}
-
-TEST_F(one_report, bounds_the_device_id)
-{
-    nubo_spec_init("12345678901234567890ABCDEF", kit.otd_sock, nullptr);
-    spec_selvar_changed(7, 2, 1, 3, "1");
-    spec_selvar_changed(7, 2, 1, 1, "x");
-    for (const std::string &text : sent_texts())
-        EXPECT_NE(text.find(R"("did" : "12345678901234567890",)"), std::string::npos) << text;
 }

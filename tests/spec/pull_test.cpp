@@ -2,7 +2,10 @@
 // Pulling what the cloud holds: the request, and what each answer stores.
 #include "spec_desk.h"
 
+#include "fakes/failing.h"
 #include "fakes/memory.h"
+
+#include <cerrno>
 
 struct pull : spec_desk {};
 
@@ -63,6 +66,14 @@ TEST_F(pull, without_a_socket_waits_all_the_same)
     EXPECT_EQ(get_param_from_spec_service(17), -1);
     EXPECT_TRUE(log_mentions("[get_param_from_spec_service][1517] "));
     EXPECT_EQ(sent_texts(), texts{});
+    EXPECT_EQ(g_get_spec_id, 17);
+}
+
+TEST_F(pull, that_cannot_be_sent_waits_all_the_same)
+{
+    next_send_gives(-1, EPIPE);
+    EXPECT_EQ(get_param_from_spec_service(17), -1);
+    EXPECT_EQ(calls(), (texts{ store_read("nvram", "did"), to_cloud(pull_text("17", "")) }));
     EXPECT_EQ(g_get_spec_id, 17);
 }
 
@@ -204,4 +215,47 @@ TEST_F(pull, whose_answer_is_no_array_stores_nothing)
     }
     get_param_from_spec_service_parse(nullptr);
     EXPECT_EQ(story(), texts{});
+}
+
+// A value of each kind.
+struct unlucky_answer : pull {
+    static inline const std::string elements =
+        element(2, 8, R"("true")") + "," + element(5, 1, R"("false")") + "," + element(5, 2, R"("9")") + "," +
+        element(5, 3, R"("0")") + "," + element(10, 3, R"("t")") + "," + element(10, 12, "60");
+    static inline const texts stored = {
+        mem_set("track_switch", "on"),           nvram_set("motion_detection_enable", "off"),
+        nvram_set("motion_alarm_interval", "9"), nvram_set("motion_region", region_off),
+        mem_set_unlimited("focus_time", "t"),    mem_set("focus_collect_time", "60"),
+    };
+};
+
+TEST_F(unlucky_answer, is_stored_to_its_last_element_whichever_write_fails)
+{
+    json_ptr properties(json_tokener_parse(("[" + elements + "]").c_str()));
+    for (int nth = 1; nth <= std::ssize(stored); nth++) {
+        record_clear();
+        call_fails(nth);
+        get_param_from_spec_service_parse(properties.get());
+        EXPECT_TRUE(call_failed()) << nth;
+        EXPECT_EQ(calls(), stored) << nth;
+    }
+}
+
+TEST_F(unlucky_answer, asks_a_store_that_refuses_for_everything)
+{
+    store.set_result = false;
+    pulled(elements);
+    EXPECT_EQ(calls(), stored);
+}
+
+TEST_F(unlucky_answer, goes_through_with_a_store_that_is_closed)
+{
+    selvar_nvram_exit();
+    record_clear();
+    pulled(elements);
+    const std::string uninit = "err: selvar uninit.\n";
+    EXPECT_EQ(story(),
+              (texts{ uninit, uninit, uninit, uninit,
+                      "libselvar_set_value(no handle, mem, default, focus_time, 1, \"t\", none, none, 0, 0)",
+                      uninit }));
 }

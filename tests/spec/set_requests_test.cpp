@@ -3,6 +3,7 @@
 // methods.
 #include "spec_desk.h"
 
+#include "fakes/failing.h"
 #include "fakes/memory.h"
 
 struct set_request : spec_desk {
@@ -17,8 +18,7 @@ TEST_F(set_request, is_acknowledged_in_one_piece_with_its_log_line_before_anythi
     set(element(7, 1, "true") + "," + element(2, 8, "true"), 501);
     std::string ack = R"({"id" : 501,"result" : [{"did" : "1234567","siid" : 7,"piid" : 1,"code" : 0},)"
                       R"({"did" : "1234567","siid" : 2,"piid" : 8,"code" : 0}]})";
-    EXPECT_EQ(story(), (texts{ "debug: [nubo_spec_handle_set_properties][732]set properties ack : " + ack,
-                               to_cloud(ack), nvram_set("human_detection_enable", "on"),
+    EXPECT_EQ(story(), (texts{ ack_line(ack), to_cloud(ack), nvram_set("human_detection_enable", "on"),
                                mem_set("track_switch", "on") }));
     EXPECT_EQ(sends().front().flags, 0);
 }
@@ -68,9 +68,68 @@ TEST_F(set_request, acknowledges_what_does_not_exist_and_goes_on)
 {
     set(element(7, 12, "true") + "," + element(1, 1, R"("x")") + "," + element(99, 99, "1") + "," +
         element(9, 2, "true"));
-    EXPECT_EQ(calls(), (texts{ to_cloud(reply(entry_set(7, 12) + "," + entry_set(1, 1) + "," +
-                                              entry_set(99, 99) + "," + entry_set(9, 2))),
-                               nvram_set("report_motion_detection_switch", "on") }));
+    const std::string ack =
+        reply(entry_set(7, 12) + "," + entry_set(1, 1) + "," + entry_set(99, 99) + "," + entry_set(9, 2));
+    EXPECT_EQ(story(),
+              (texts{ ack_line(ack), to_cloud(ack), nvram_set("report_motion_detection_switch", "on") }));
+}
+
+// A write of each kind, and a call of one of the daemon's own methods among them.
+struct unlucky_set : set_request {
+    void is_handled()
+    {
+        record_clear();
+        sends_reset();
+        nubo_spec_handle_set_properties(7, message, 0);
+    }
+
+    std::string text = R"({"params":[)" + element(2, 8, "true") + "," + element(5, 2, "30") + "," +
+                       element(10, 3, R"("t")") + "," + element(2, 1, "true") + "," + element(5, 3, "0") +
+                       "," + element(10, 12, R"("20")") + "," + element(11, 3, "true") + "]}";
+    json_text message = text.c_str();
+    const texts expected = { to_cloud(reply(entry_set(2, 8) + "," + entry_set(5, 2) + "," + entry_set(10, 3) +
+                                            "," + entry_set(2, 1) + "," + entry_set(5, 3) + "," +
+                                            entry_set(10, 12) + "," + entry_set(11, 3))),
+                             mem_set("track_switch", "on"),
+                             nvram_set("motion_alarm_interval", "30"),
+                             mem_set_unlimited("focus_time", "t"),
+                             called_method("set_power", "\"on\""),
+                             nvram_set("motion_region", region_off),
+                             mem_set("focus_collect_time", "20"),
+                             nvram_set("sound_alarm_enable", "on") };
+};
+
+TEST_F(unlucky_set, is_applied_to_its_last_entry_whichever_call_fails)
+{
+    int failures = 0;
+    for (int nth = 1;; nth++) {
+        call_fails(nth);
+        is_handled();
+        EXPECT_EQ(calls(), expected) << nth;
+        if (!call_failed())
+            break;
+        failures++;
+    }
+    EXPECT_EQ(failures, 8) << "the acknowledgement, six writes, and the parsing of what is called";
+}
+
+TEST_F(unlucky_set, asks_a_store_that_refuses_for_everything)
+{
+    store.set_result = false;
+    is_handled();
+    EXPECT_EQ(calls(), expected);
+}
+
+TEST_F(unlucky_set, goes_through_with_a_store_that_is_closed)
+{
+    selvar_nvram_exit();
+    is_handled();
+    const std::string uninit = "err: selvar uninit.\n";
+    EXPECT_TRUE(
+        in_order({ expected.front(), uninit, uninit,
+                   "libselvar_set_value(no handle, mem, default, focus_time, 1, \"t\", none, none, 0, 0)",
+                   called_method("set_power", "\"on\""), uninit, uninit, uninit }));
+    EXPECT_EQ(calls().size(), 3U);
 }
 
 TEST_F(set_request, takes_numbers_that_an_entry_lacks_from_the_one_before)
@@ -207,9 +266,7 @@ TEST_F(set_request, is_applied_also_without_a_socket)
 {
     nubo_spec_init("1234567", -1, dispatch_recorded);
     set(element(2, 8, "true"));
-    EXPECT_EQ(story(), (texts{ "debug: [nubo_spec_handle_set_properties][732]set properties ack : " +
-                                   reply(entry_set(2, 8)),
-                               mem_set("track_switch", "on") }));
+    EXPECT_EQ(story(), (texts{ ack_line(reply(entry_set(2, 8))), mem_set("track_switch", "on") }));
 }
 
 TEST_F(set_request, that_finds_no_memory_is_not_applied_and_logs_one_line)

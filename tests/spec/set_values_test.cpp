@@ -6,7 +6,7 @@ struct set_row {
     const char *story;
     int siid, piid;
     const char *value; // as JSON; NULL: the element has none
-    std::string call;  // "": nothing is done
+    std::string call;  // "": nothing is done, and without a word
 };
 
 // clang-format off
@@ -131,29 +131,36 @@ static const set_row sets[] = {
     { "service_6",                6, 1,  "true",       "" },
     { "service_8",                8, 1,  "true",       "" },
     { "service_12",               12, 1, "true",       "" },
+    { "service_13",               13, 1, "true",       "" },
     { "service_below_zero",       -7, 1, "true",       "" },
 };
 // clang-format on
 
 struct set_value : spec_desk, testing::WithParamInterface<set_row> {};
 
-// "method NAME PARAMETER" stands for the call of that method.
-static std::string meant(const std::string &call)
+// "method NAME PARAMETER" stands for the call of that method, which is logged.
+static texts meant(const std::string &call)
 {
+    if (call.empty())
+        return {};
     if (!call.starts_with("method "))
-        return call;
+        return { call };
     size_t blank = call.find(' ', 7);
-    return called_method(call.substr(7, blank - 7), call.substr(blank + 1));
+    const std::string text = method_text(call.substr(7, blank - 7), call.substr(blank + 1));
+    return { rpc_line(text), dispatched(text) };
 }
 
-TEST_P(set_value, is_acknowledged_and_then_applied)
+TEST_P(set_value, is_acknowledged_and_then_applied_without_another_word)
 {
     const set_row &row = GetParam();
     set(element(row.siid, row.piid, row.value ? row.value : ""));
-    texts expected = { to_cloud(reply(entry_set(row.siid, row.piid))) };
-    if (!row.call.empty())
-        expected.push_back(meant(row.call));
-    EXPECT_EQ(calls(), expected);
+    const std::string ack = reply(entry_set(row.siid, row.piid));
+    texts expected = { ack_line(ack), to_cloud(ack) };
+    if (row.siid == 11)
+        expected.emplace_back("err: OZU_SOUND_ALARM_SIID\n");
+    for (const std::string &each : meant(row.call))
+        expected.push_back(each);
+    EXPECT_EQ(story(), expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(rows, set_value, testing::ValuesIn(sets),

@@ -104,10 +104,25 @@ inline std::string dispatched(const std::string &text)
            ", 1)";
 }
 
+// The two lines of the log that a set brings with it.
+inline std::string ack_line(const std::string &ack)
+{
+    return "debug: [nubo_spec_handle_set_properties][732]set properties ack : " + ack;
+}
+
+inline std::string rpc_line(const std::string &text)
+{
+    return "debug: [spec_set_rpc][1323]camwarden rpc : " + text;
+}
+
+inline std::string method_text(const std::string &method, const std::string &parameter, int32_t id = 7)
+{
+    return "{\"id\":" + std::to_string(id) + ",\"method\":\"" + method + "\",\"params\":[" + parameter + "]}";
+}
+
 inline std::string called_method(const std::string &method, const std::string &parameter, int32_t id = 7)
 {
-    return dispatched("{\"id\":" + std::to_string(id) + ",\"method\":\"" + method + "\",\"params\":[" +
-                      parameter + "]}");
+    return dispatched(method_text(method, parameter, id));
 }
 
 inline const std::string region_on = "[3,3,3,3,3,3,3,3,3,3,3,3,3,3,3,3,3,3,3,3,3,3,3,3,3,3,3,3,3,3,3,3]";

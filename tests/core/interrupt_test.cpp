@@ -54,6 +54,8 @@ TEST_F(interrupt, ends_the_process_after_an_orderly_shutdown_without_the_exit_ho
     kit.otd_sock = cloud.daemon;
     kit.timer_fd = dup(STDERR_FILENO);
     kit.mc_fd = selvar_nvram_init(nullptr);
+    selvar_nvram_register_notify("nvram", "power");
+    const std::string last_id = std::to_string(store.next_notification_id - 1);
     bus.player_listens = true;
     kit.sound_fd = sound_init(nullptr);
     watch_close(kit.otd_sock);
@@ -65,11 +67,12 @@ TEST_F(interrupt, ends_the_process_after_an_orderly_shutdown_without_the_exit_ho
 
     EXPECT_TRUE(child.exited);
     EXPECT_EQ(child.exit_status, 255);
-    expect_in_order(child.story,
-                    { "libselvar_unregister_notification(mem, default, led_cmd, 0, none, none, 0, 0)",
-                      "libselvar_unregister_notification(nvram, default, power, 0, none, none, 0, 0)",
-                      "libselvar_close()", closes_timer, closes_cloud, "torvu_camwarden_exit()",
-                      "wrax_rcv_destroy()", "wrax_rcv_global_exit()", goodbye });
+    expect_in_order(
+        child.story,
+        { "libselvar_unregister_notification(mem, default, led_cmd, " + last_id + ", none, none, 0, 0)",
+          "libselvar_unregister_notification(nvram, default, power, " + last_id + ", none, none, 0, 0)",
+          "libselvar_close()", closes_timer, closes_cloud, "torvu_camwarden_exit()", "wrax_rcv_destroy()",
+          "wrax_rcv_global_exit()", goodbye });
     EXPECT_EQ(child.story.back(), goodbye);
     EXPECT_EQ(place(child.story, "module exit()"), -1);
     close(kit.timer_fd);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The methods that reboot the camera, and those whose receipt line carries the message.
+// The methods that reboot the camera, and those whose receipt line carries the message; what all of them and
+// the alarm sound have in common.
 #include "core/dispatcher.h"
 
 #include "fakes/daemon_desk.h"
@@ -104,3 +105,62 @@ TEST_F(maintenance, loud_sound_settings_are_told)
     EXPECT_EQ(story()[1], "info: >>>>get_lsd_config=" + message + "\n");
     EXPECT_TRUE(in_order({ "info: >>>>ackbuf=" + reply + "\n", ackbuf(reply), to_cloud(reply) }));
 }
+
+struct singular_row {
+    const char *name;
+    const char *method;
+    const char *params;
+    const char *receipt; // without its line end
+    bool carries_message;
+};
+
+// During an update, so that nothing reboots.
+struct singular_method : maintenance, testing::WithParamInterface<singular_row> {
+    singular_method()
+    {
+        kit.ota = 1;
+    }
+
+    static std::string named(const std::string &method)
+    {
+        return R"({"id":7,"method":")" + method + R"(","params":)" + GetParam().params + "}";
+    }
+};
+
+TEST_P(singular_method, logs_its_receipt_right_behind_the_message)
+{
+    const std::string message = named(GetParam().method);
+    asks(message);
+    ASSERT_GE(story().size(), 2U);
+    EXPECT_TRUE(story()[0].starts_with("debug: msg_dispatcher, msg: "));
+    EXPECT_EQ(story()[1], GetParam().receipt + (GetParam().carries_message ? message : "") + "\n");
+}
+
+TEST_P(singular_method, without_an_id_is_ignored)
+{
+    asks(R"({"method":")" + std::string(GetParam().method) + R"(","params":)" + GetParam().params + "}");
+    EXPECT_EQ(story().size(), 1U) << "only the message";
+}
+
+TEST_P(singular_method, is_told_by_its_whole_name)
+{
+    const std::string method = GetParam().method;
+    for (const std::string &other : { method + "x", method.substr(0, method.size() - 1) }) {
+        record_clear();
+        asks(named(other));
+        EXPECT_EQ(story().size(), 2U) << other;
+        EXPECT_TRUE(logged("warning: Unknown method\n")) << other;
+    }
+}
+
+static const singular_row singular_rows[] = {
+    { "restore", "kiVO.restore", "[]", "debug: Got kiVO.restore...", false },
+    { "restart", "restart_device", "[]", "info: recv restart infomation. The device reboot now.", false },
+    { "log_level", "kiVO.config_loglevel", R"({"loglevel":4})", "debug: Got kiVO.config_loglevel...", false },
+    { "alarm_sound", "alarm_sound", "[]", "debug: manual play alarm sound .... ", false },
+    { "set_lsd_config", "set_lsd_config", R"([{"lsd_switch":"1"}])", "info: >>>>set_lsd_config=", true },
+    { "get_lsd_config", "get_lsd_config", "[]", "info: >>>>get_lsd_config=", true },
+};
+
+INSTANTIATE_TEST_SUITE_P(rows, singular_method, testing::ValuesIn(singular_rows),
+                         [](const auto &row) { return row.param.name; });

@@ -88,6 +88,20 @@ TEST_F(interrupt, unregisters_whether_or_not_the_store_is_open)
     EXPECT_EQ(child.story.back(), goodbye);
 }
 
+struct descriptors_that_are_none : interrupt, testing::WithParamInterface<int> {};
+
+TEST_P(descriptors_that_are_none, are_not_closed)
+{
+    kit.timer_fd = GetParam();
+    kit.otd_sock = GetParam();
+    watch_close(GetParam());
+    child_result child = run_in_child([] { kit_sigint_handler(SIGINT); });
+    EXPECT_EQ(place(child.story, "close(" + std::to_string(GetParam()) + ")"), -1);
+    EXPECT_EQ(child.story.back(), goodbye);
+}
+
+INSTANTIATE_TEST_SUITE_P(of_timer_and_cloud, descriptors_that_are_none, testing::Values(0, -1));
+
 // The daemon runs whole in the child; at its second wait it is interrupted.
 static void interrupt_while_waiting()
 {

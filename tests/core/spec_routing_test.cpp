@@ -72,6 +72,58 @@ TEST_F(spec_routing, requests_are_answered_one_after_the_other)
     EXPECT_EQ(sent_texts()[1], R"({"id" : 2,"result" : []})");
 }
 
+struct long_params : spec_routing {
+    static constexpr size_t looked_at = 1023; // characters of the parameters
+
+    // Written as it is read again, so that it is as long as what is looked at.
+    static std::string light_element(size_t length)
+    {
+        const std::string start = R"({ "did": "1234567", "siid": 3, "piid": 1, "pad": ")";
+        const std::string end = R"(" })";
+        return start + std::string(length - start.size() - end.size(), 'x') + end;
+    }
+
+    static std::string asks_for(const std::string &elements)
+    {
+        return R"({"id":7,"method":"get_properties","params":[)" + elements + "]}";
+    }
+};
+
+TEST_F(long_params, are_served_whole_to_who_names_this_device_within_the_first_1023_characters)
+{
+    const std::string light = R"("siid":3,"piid":1})";
+    const std::string answer = R"({"did" : "1234567","siid" : 3,"piid" : 1,"value" : true,"code" : 0})";
+    std::string elements = R"({"did":"1234567",)" + light;
+    std::string answers = answer;
+    for (int i = 0; i < 60; i++) {
+        elements += ",{" + light;
+        answers += "," + answer;
+    }
+    const std::string request = asks_for(elements);
+    ASSERT_GT(elements.size(), looked_at);
+
+    EXPECT_EQ(block(request), static_cast<int>(request.size()));
+
+    EXPECT_EQ(sent_texts(), texts{ R"({"id" : 7,"result" : [)" + answers + "]}" });
+}
+
+TEST_F(long_params, may_have_a_first_element_of_1023_characters)
+{
+    const std::string request = asks_for(light_element(looked_at));
+    EXPECT_EQ(block(request), static_cast<int>(request.size()));
+    EXPECT_EQ(sent_texts(), texts{ value_reply(3, 1, "true") });
+}
+
+TEST_F(long_params, whose_first_element_is_longer_end_their_block)
+{
+    const std::string next = R"({"id":8,"method":"get_prop","params":["power"]})";
+    EXPECT_EQ(block(asks_for(light_element(looked_at + 1)) + next), -1);
+    EXPECT_TRUE(logged("debug: nubo spec cmd did error"));
+    EXPECT_FALSE(log_mentions("specdid"));
+    EXPECT_EQ(sent_texts(), texts{});
+    EXPECT_EQ(last_rpc_id, 7);
+}
+
 TEST_F(spec_routing, of_a_request_that_names_this_device_first_serves_elements_of_another)
 {
     request("get_properties", R"("siid":3,"piid":1},{"did":"7654321","siid":3,"piid":1)");

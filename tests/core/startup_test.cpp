@@ -2,42 +2,12 @@
 // Start-up and orderly shutdown: what happens in which order, and what is missing when a neighbour is.
 #include "core/camwarden.h"
 #include "core/otd_link.h"
+#include "life_desk.h"
 #include "module_in_table.h"
-
-#include "fakes/daemon_desk.h"
 
 #include <signal.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
-
-#include <cerrno>
-
-// A whole life of the daemon whose first wait fails, unless a test writes another script.
-struct life : kit_desk {
-    life()
-    {
-        pthread_sigmask(SIG_BLOCK, nullptr, &mask_before);
-        sigaction(SIGINT, nullptr, &interrupt_before);
-        sigaction(SIGPIPE, nullptr, &pipe_before);
-        platform.monotonic_s = 1001;
-        libc.on_poll = [this](pollfd *, nfds_t, const timespec *, const sigset_t *) {
-            running = kit;
-            return -1;
-        };
-    }
-    ~life() override
-    {
-        sigaction(SIGINT, &interrupt_before, nullptr);
-        sigaction(SIGPIPE, &pipe_before, nullptr);
-        pthread_sigmask(SIG_SETMASK, &mask_before, nullptr);
-        selvar_nvram_exit();
-    }
-
-    kit_state running = {}; // as the loop found it
-    sigset_t mask_before = {};
-    struct sigaction interrupt_before = {};
-    struct sigaction pipe_before = {};
-};
 
 static const char first_registration[] =
     "libselvar_register_notification(mem, default, led_cmd, yes, yes, yes, 0, 0)";
@@ -159,6 +129,24 @@ TEST_F(life, closes_the_timer_and_then_the_cloud_socket)
     EXPECT_TRUE(in_order({ "libselvar_close()", "close(" + std::to_string(running.timer_fd) + ")",
                            "close(" + std::to_string(running.otd_sock) + ")", "torvu_camwarden_exit()" }));
 }
+
+struct life_that_ends_without : life, testing::WithParamInterface<int> {};
+
+TEST_P(life_that_ends_without, timer_and_cloud_socket_closes_neither)
+{
+    libc.on_poll = [](pollfd *, nfds_t, const timespec *, const sigset_t *) {
+        close(kit.timer_fd);
+        kit.timer_fd = GetParam();
+        kit.otd_sock = GetParam();
+        watch_close(GetParam());
+        return -1;
+    };
+    EXPECT_EQ(camwarden_main(), 0);
+    EXPECT_EQ(calls_of("close"), texts{});
+    EXPECT_TRUE(in_order({ "libselvar_close()", "torvu_camwarden_exit()" }));
+}
+
+INSTANTIATE_TEST_SUITE_P(descriptors, life_that_ends_without, testing::Values(0, -1));
 
 TEST_F(life, makes_the_texts_of_motion_detection_ready)
 {

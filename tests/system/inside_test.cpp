@@ -5,19 +5,13 @@
 #include "ctl/place.h"
 #include "ctl/processes.h"
 
-#include <linux/audit.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <pty.h>
-#include <sys/prctl.h>
 #include <sys/ptrace.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
-#include <cstddef>
 
 static const std::string tool = CAMERA_BUILD "/simulator/ctl";
 
@@ -106,19 +100,9 @@ TEST_F(debugger, is_told_when_the_daemon_does_not_run)
     EXPECT_TRUE(contains(result.err, "does not run; ./camera run --detach")) << result.err;
 }
 
-// In a child: from now on the system forbids ptrace(2).
 static void forbid_ptrace(void)
 {
-    sock_filter lines[] = {
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_ptrace, 0, 1),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-    };
-    const sock_fprog program = { .len = std::size(lines), .filter = lines };
-    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
-        prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0)
-        _exit(127);
+    forbid_system_call(SYS_ptrace);
 }
 
 TEST_F(debugger, that_the_system_forbids_is_told_with_what_helps)

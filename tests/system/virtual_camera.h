@@ -36,6 +36,9 @@ struct virtual_camera {
 command_result run_program(const std::vector<std::string> &line,
                            const std::vector<std::string> &environment = {}, void (*prepare)(void) = nullptr);
 
+// For prepare: from now on this call of the system fails with EPERM, also in every program that follows.
+void forbid_system_call(unsigned number);
+
 // Reads until the text comes; ends before that when there is no more, or nothing comes for 20 s. What was
 // read.
 std::string read_until(int fd, const std::string &wanted);

@@ -106,6 +106,15 @@ TEST_F(events, the_stop_text_is_stored_as_it_came)
     EXPECT_TRUE(called(nvram_set("motor", "  [1,2] trailing")));
 }
 
+TEST_F(events, a_stop_text_is_stored_with_its_first_127_characters)
+{
+    const std::string text = "[10,20]" + std::string(200, 'x');
+    stops(text);
+    EXPECT_TRUE(logged("debug: event callback motor stop: " + text + "\n"));
+    EXPECT_EQ(calls(), (texts{ nvram_set("motor", text.substr(0, 127)), nvram_sync, time_published }));
+    EXPECT_EQ(motor_position_v, 20);
+}
+
 TEST_F(events, a_stop_text_that_does_not_parse_keeps_the_position_and_is_still_published)
 {
     av_index = 1;
@@ -153,6 +162,30 @@ TEST_F(events, an_update_that_does_not_parse_has_state_0_and_the_old_position)
     moves("");
     EXPECT_EQ(calls(), (texts{ mem_set("motor_position", "[1,0,7,8,1]"), time_published }));
 }
+
+struct cut_update {
+    const char *text;
+    int h;
+    const char *published;
+};
+
+struct update_that_is_cut : events, testing::WithParamInterface<cut_update> {};
+
+TEST_P(update_that_is_cut, takes_what_was_read_and_keeps_the_rest)
+{
+    av_index = 1;
+    motor_position_h = 7;
+    motor_position_v = 8;
+    moves(GetParam().text);
+    EXPECT_EQ(motor_position_h, GetParam().h);
+    EXPECT_EQ(motor_position_v, 8);
+    EXPECT_EQ(calls(), (texts{ mem_set("motor_position", GetParam().published), time_published }));
+}
+
+INSTANTIATE_TEST_SUITE_P(texts, update_that_is_cut,
+                         testing::Values(cut_update{ "[2,10", 10, "[1,2,10,8,1]" },
+                                         cut_update{ "[2,10,x", 10, "[1,2,10,8,1]" },
+                                         cut_update{ "[2", 7, "[1,2,7,8,1]" }));
 
 TEST_F(events, an_unknown_event_is_logged_and_counted)
 {

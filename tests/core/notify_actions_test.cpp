@@ -74,6 +74,7 @@ TEST_F(actions, power_off_clears_the_flag_and_turns_both_leds_off)
     EXPECT_EQ(kit.power, 0);
     EXPECT_EQ(led_calls(), light_off);
     EXPECT_TRUE(logged("debug: device power status is off!\n"));
+    EXPECT_FALSE(log_mentions("set light"));
     EXPECT_TRUE(logged("debug: kit.power: 0\n"));
 }
 
@@ -192,6 +193,16 @@ TEST_F(actions, night_stamps_that_differ_in_the_upper_half_are_different)
     int counted = kit.night_count;
     delivers("mem", number_reply("time_night", 5 + 0x100000000ULL));
     EXPECT_EQ(kit.night_count, counted + 1);
+}
+
+TEST_F(actions, a_night_stamp_with_its_top_bit_set_is_shown_negative)
+{
+    delivers("mem", number_reply("time_night", 1));
+    int counted = kit.night_count;
+    delivers("mem", number_reply("time_night", 0x8000000000000001ULL));
+    EXPECT_EQ(kit.night_count, counted + 1);
+    EXPECT_TRUE(logged("debug: kit.night_count: " + std::to_string(counted + 1) +
+                       "  time_night :-9223372036854775807\n"));
 }
 
 TEST_F(actions, a_null_key_is_an_error)

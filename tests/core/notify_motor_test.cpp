@@ -66,7 +66,7 @@ TEST_F(head, the_reset_goes_to_the_centre)
 {
     selvar_notify_handler("motor_cmd", "[0,5,0]");
     EXPECT_EQ(motor_calls(), texts{ R"(torvu_motor_control(5, "[50,50]", 16))" });
-    EXPECT_TRUE(log_mentions(": motor reset!\n"));
+    EXPECT_TRUE(logged("debug: motor reset!\n"));
 }
 
 TEST_F(head, operation_6_passes_an_empty_text)
@@ -254,12 +254,41 @@ TEST_F(head, a_slide_takes_its_text_up_to_the_first_blank)
     EXPECT_EQ(motor_calls(), texts{ R"(torvu_motor_control(12, "[100,0]", 128))" });
 }
 
-TEST_F(head, a_slide_text_that_is_too_long_does_not_overrun)
+TEST_F(head, a_slide_takes_no_more_than_127_characters_of_its_text)
 {
-    std::string value = "[2,12,7," + std::string(300, '1');
+    const std::string as_much_as_fits = "7," + std::string(124, '0') + "5";
+    const std::string value = "[2,12," + as_much_as_fits + std::string(300, '6') + "]";
     selvar_notify_handler("motor_slide_screen", value.c_str());
-    EXPECT_EQ(motor_calls().size(), 1U);
+    EXPECT_EQ(motor_calls(), texts{ R"(torvu_motor_control(12, "[7,5]", 128))" });
+    EXPECT_TRUE(logged("debug: motor_slide_screen buf:[7,5]\n"));
 }
+
+struct bad_slide {
+    const char *name;
+    const char *value;
+    int operation; // as it is shown
+    int stream;
+};
+
+struct refused_slide : head, testing::WithParamInterface<bad_slide> {};
+
+TEST_P(refused_slide, moves_nothing_and_keeps_what_it_does_not_name)
+{
+    av_index = 9;
+    selvar_notify_handler("motor_slide_screen", GetParam().value);
+    EXPECT_EQ(calls(), texts{});
+    EXPECT_TRUE(logged("err: motor_slide_screen:" + std::to_string(GetParam().operation) + " error\n"));
+    EXPECT_FALSE(log_mentions("motor_slide_screen buf"));
+    EXPECT_EQ(av_index, GetParam().stream);
+}
+
+INSTANTIATE_TEST_SUITE_P(values, refused_slide,
+                         testing::Values(bad_slide{ "empty", "", 0, 9 },
+                                         bad_slide{ "no_list", "no list", 0, 9 },
+                                         bad_slide{ "stream_alone", "[2", 0, 2 },
+                                         bad_slide{ "operation_missing", "[2,x", 0, 2 },
+                                         bad_slide{ "negative_operation", "[2,-12,100,50]", -12, 2 }),
+                         [](const auto &row) { return row.param.name; });
 
 TEST_F(head, another_operation_of_a_slide_is_an_error)
 {

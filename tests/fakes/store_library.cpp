@@ -305,6 +305,8 @@ struct owned_pair : xpair {
 
 void xresponse_parse(const xresponse *reply, xpair **pair, int *status)
 {
+    if (!reply->is_told)
+        return;
     bool fails = call_is_to_fail();
     *status = fails ? 1 : reply->status;
     if (fails || !reply->parses)

@@ -10,6 +10,7 @@
 
 // A reply of the store, built by a test. The fields that its kind does not need stay as they are.
 struct xresponse {
+    bool is_told = true;  // false: xresponse_parse writes neither pair nor status
     bool parses = true;   // false: xresponse_parse yields no pair
     bool readable = true; // false: xcontrol_get_response fails
     int status = 0;

@@ -27,6 +27,23 @@ TEST_F(closed_store, a_store_that_was_absent_can_be_opened_later)
     EXPECT_EQ(selvar_nvram_init(note_delivery), 40);
 }
 
+struct store_without_a_descriptor : closed_store, testing::WithParamInterface<int> {};
+
+TEST_P(store_without_a_descriptor, is_closed_before_it_is_opened_again)
+{
+    store.fd = GetParam();
+    EXPECT_EQ(selvar_nvram_init(note_delivery), GetParam());
+    EXPECT_EQ(calls_of("libselvar_close"), texts{});
+    record_clear();
+    store.fd = 40;
+    EXPECT_EQ(selvar_nvram_init(note_delivery), 40);
+    EXPECT_EQ(calls(), (texts{ "libselvar_close()", "libselvar_config_open(0)", "libselvar_handle_other()",
+                               "libselvar_client_fd()" }));
+    EXPECT_EQ(store_open_handles(), 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(descriptors, store_without_a_descriptor, testing::Values(0, -1));
+
 TEST_F(open_store, closing_twice_closes_once)
 {
     EXPECT_EQ(selvar_nvram_exit(), 0);

@@ -42,6 +42,17 @@ TEST_F(open_store, unregistering_passes_the_latest_id_whatever_the_key)
               texts{ "libselvar_unregister_notification(mem, default, led_cmd, 102, none, none, 0, 0)" });
 }
 
+TEST_F(open_store, the_key_of_a_registration_is_cut_at_127_characters_and_so_is_its_end)
+{
+    const std::string key(200, 'k');
+    store.next_notification_id = 101;
+    EXPECT_EQ(selvar_nvram_register_notify("mem", key.c_str()), 0);
+    EXPECT_EQ(selvar_nvram_unregister_notify("mem", key.c_str()), 1);
+    const std::string sent = "mem, default, " + std::string(127, 'k');
+    EXPECT_EQ(story(), (texts{ "libselvar_register_notification(" + sent + ", yes, yes, yes, 0, 0)",
+                               "libselvar_unregister_notification(" + sent + ", 101, none, none, 0, 0)" }));
+}
+
 TEST_F(watched_store, unregistering_gives_the_librarys_result_and_no_line)
 {
     store.unregister_result = false;
@@ -119,6 +130,16 @@ TEST_F(watched_store, a_bad_status_without_a_pair_is_only_logged)
     store_descriptor_is_readable();
     EXPECT_TRUE(deliveries.empty());
     EXPECT_TRUE(log_mentions(": parse recv notify value error.\n"));
+}
+
+TEST_F(watched_store, a_reply_that_tells_neither_status_nor_pair_is_a_bad_one)
+{
+    xresponse reply = text_reply("power", "on");
+    reply.is_told = false;
+    store_notify("nvram", reply);
+    store_descriptor_is_readable();
+    EXPECT_TRUE(deliveries.empty());
+    EXPECT_EQ(log_lines(), (texts{ "debug: notify_cb\n", "err: parse recv notify value error.\n" }));
 }
 
 TEST_F(watched_store, a_good_status_without_a_pair_calls_nothing)

@@ -103,6 +103,27 @@ TEST_F(reading_store, a_longer_value_is_refused_but_shown_cut)
     EXPECT_TRUE(logged("info: get_callback: key: key, value: " + std::string(127, 'v') + "\n"));
 }
 
+TEST_F(reading_store, a_key_of_128_bytes_is_taken_and_cut_by_one)
+{
+    const std::string asked(127, 'k');
+    store.get_reply = text_reply(std::string(128, 'k').c_str(), "value");
+    EXPECT_EQ(selvar_mem_get_string(asked.c_str(), buffer, sizeof(buffer)), 0);
+    EXPECT_STREQ(buffer, "value");
+    EXPECT_EQ(log_lines(), texts{ "info: get_callback: key: " + asked + ", value: value\n" });
+}
+
+TEST_F(reading_store, a_value_of_wrong_type_and_length_is_refused_for_both_and_then_shown)
+{
+    char room[200] = "";
+    store.get_reply = text_reply("key", std::string(129, 'v').c_str());
+    store.get_reply.type = 5;
+    EXPECT_EQ(selvar_mem_get_string("key", room, sizeof(room)), -1);
+    EXPECT_EQ(log_lines(),
+              (texts{ "err: response type error.\n", "err: response is too long:name(3), value(129)\n",
+                      "info: get_callback: key: key, value: " + std::string(127, 'v') + "\n",
+                      "err: get key mem string value error.\n" }));
+}
+
 TEST_F(reading_store, a_longer_key_is_refused)
 {
     std::string key(129, 'k');

@@ -117,6 +117,13 @@ TEST_F(open_store, a_removal_names_the_space_that_the_caller_chose)
                                "libselvar_unset(nvram, default, power, none, none, 0, 0)" }));
 }
 
+TEST_F(open_store, the_key_of_a_removal_is_cut_as_well)
+{
+    EXPECT_EQ(selvar_nvram_unset("mem", std::string(200, 'k').c_str()), 0);
+    EXPECT_EQ(story(),
+              texts{ "libselvar_unset(mem, default, " + std::string(127, 'k') + ", none, none, 0, 0)" });
+}
+
 TEST_F(open_store, a_removal_that_was_not_sent_is_a_failure)
 {
     store.unset_result = false;

@@ -2,24 +2,19 @@
 #include "fakes/failing.h"
 
 // Of one thread, so that nobody else's calls count.
-static thread_local int left = 0;
+static thread_local one_failure failure;
 
 void call_fails(int nth)
 {
-    left = nth;
+    failure.plan(nth);
 }
 
 bool call_failed()
 {
-    bool failed = left == 0;
-    left = 0;
-    return failed;
+    return failure.happened();
 }
 
 bool call_is_to_fail()
 {
-    if (left == 0)
-        return false;
-    left--;
-    return left == 0;
+    return failure.is_due();
 }

@@ -9,26 +9,21 @@
 #include <cstddef>
 
 // Of one thread, so that nobody else's allocations count.
-static thread_local int left = 0;
+static thread_local one_failure failure;
 
 void allocation_fails(int nth)
 {
-    left = nth;
+    failure.plan(nth);
 }
 
 bool allocation_failed()
 {
-    bool failed = left == 0;
-    left = 0;
-    return failed;
+    return failure.happened();
 }
 
 static bool refused()
 {
-    if (left == 0)
-        return false;
-    left--;
-    if (left > 0)
+    if (!failure.is_due())
         return false;
     errno = ENOMEM;
     return true;

@@ -14,7 +14,9 @@ static std::atomic<int> result = 0;
 static std::atomic<int> started = 0;
 static std::atomic<int> alive = 0;
 
-static std::function<bool()> may_begin; // the creating thread's
+// The creating thread's.
+static std::function<bool()> may_begin;
+static pthread_t made_last;
 
 void threads_reset()
 {
@@ -77,8 +79,21 @@ int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, v
         return EAGAIN;
     started++;
     alive++;
-    return __real_pthread_create(thread, attributes, run_counted,
-                                 new thread_body{ run, argument, may_begin });
+    int error =
+        __real_pthread_create(thread, attributes, run_counted, new thread_body{ run, argument, may_begin });
+    if (error == 0)
+        made_last = *thread;
+    return error;
+}
+
+int __real_pthread_detach(pthread_t thread);
+int __wrap_pthread_detach(pthread_t thread);
+
+int __wrap_pthread_detach(pthread_t thread)
+{
+    record_call("pthread_detach(%s)",
+                pthread_equal(thread, made_last) != 0 ? "the thread made last" : "another");
+    return __real_pthread_detach(thread);
 }
 
 } // extern "C"

@@ -154,8 +154,17 @@ TEST_F(get_prop, a_reply_that_is_too_long_is_cut)
 TEST_F(get_prop, an_element_that_is_null_does_not_stop_the_answer)
 {
     EXPECT_EQ(asks(R"([null,"power"])"), 0);
+    EXPECT_STREQ(reply, R"({ "id": 7, "result": [ "", "on" ] })");
     EXPECT_TRUE(log_mentions(": parameter is null\n"));
     EXPECT_TRUE(logged("debug: props key:power, value:on!\n"));
+}
+
+TEST_F(get_prop, is_answered_during_an_update_too)
+{
+    kit.ota = 1;
+    EXPECT_EQ(asks(R"(["power"])"), 0);
+    EXPECT_STREQ(reply, R"({ "id": 7, "result": [ "on" ] })");
+    EXPECT_FALSE(log_mentions("ota status"));
 }
 
 TEST_F(get_prop, params_that_are_no_array_are_refused)

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // "set_night_mode": the first element that is a mode counts.
+#include "core/dispatcher.h"
 #include "handlers/properties.h"
 
 #include "fakes/daemon_desk.h"
@@ -7,13 +8,17 @@
 static const char ok[] = R"({"id":7,"result":["OK"]})";
 static const char unknown[] = R"({"id":7,"error":{"code":-33020,"message":"unknown set val"}})";
 
+static std::string request(const std::string &params)
+{
+    return R"({"id":7,"method":"set_night_mode","params":)" + params + "}";
+}
+
 struct night_mode : daemon_desk {
     char reply[1024] = "";
 
     int sets(const std::string &params)
     {
-        std::string message = R"({"id":7,"method":"set_night_mode","params":)" + params + "}";
-        return night_mode_set(message.c_str(), 7, reply, sizeof(reply));
+        return night_mode_set(request(params).c_str(), 7, reply, sizeof(reply));
     }
 };
 
@@ -33,11 +38,15 @@ TEST_P(night_mode_request, stores_the_first_mode_or_answers_an_error)
     EXPECT_EQ(calls(), fits ? texts{ nvram_set("night_mode", stored) } : texts{});
 }
 
+// What is no number counts as json-c converts it.
 INSTANTIATE_TEST_SUITE_P(params, night_mode_request,
                          testing::Values(mode_request{ "[0]", "0" }, mode_request{ "[1]", "1" },
                                          mode_request{ "[2]", "2" }, mode_request{ "[5,-1,2]", "2" },
                                          mode_request{ "[1,2]", "1" }, mode_request{ R"(["2"])", "2" },
-                                         mode_request{ "[1.9]", "1" }, mode_request{ "[3]", "" },
+                                         mode_request{ "[1.9]", "1" }, mode_request{ "[null]", "0" },
+                                         mode_request{ "[true]", "1" }, mode_request{ "[false,2]", "0" },
+                                         mode_request{ "[[5]]", "0" }, mode_request{ R"([{"mode":5}])", "0" },
+                                         mode_request{ R"(["day"])", "0" }, mode_request{ "[3]", "" },
                                          mode_request{ "[7]", "" }, mode_request{ "[-1]", "" },
                                          mode_request{ "[]", "" }, mode_request{ "[4294967296]", "" }));
 
@@ -80,4 +89,12 @@ TEST_F(night_mode, itself_sends_nothing)
 {
     sets("[2]");
     EXPECT_EQ(sent_texts(), texts{});
+}
+
+TEST_F(night_mode, that_is_unknown_is_told_to_the_cloud_client)
+{
+    const std::string message = request("[7]");
+    msg_dispatcher(message.c_str(), static_cast<int>(message.size()), kit.otd_sock, 0);
+    EXPECT_EQ(calls(), texts{ to_cloud(unknown) });
+    EXPECT_FALSE(log_mentions("kiVO.night_mode fail"));
 }

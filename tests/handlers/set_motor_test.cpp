@@ -200,6 +200,10 @@ static const refused_row refusals[] = {
     { "params_null",         R"({"params":null})",                        "operation is NULL",       "" },
     { "operation_text",      R"({"params":{"operation":"1"}})",           "operation type is wrong", "" },
     { "operation_null",      R"({"params":{"operation":null}})",          "operation type is wrong", "" },
+    { "operation_fraction",  R"({"params":{"operation":1.0}})",           "operation type is wrong", "" },
+    { "operation_true",      R"({"params":{"operation":true}})",          "operation type is wrong", "" },
+    { "operation_list",      R"({"params":{"operation":[1]}})",           "operation type is wrong", "" },
+    { "operation_object",    R"({"params":{"operation":{}}})",            "operation type is wrong", "" },
     { "operation_0",         R"({"params":{"operation":0}})",             "unknown operation",       "err: otd_set_motor_process: set_motor unknown operation:0\n" },
     { "operation_7",         R"({"params":{"operation":7}})",             "unknown operation",       "err: otd_set_motor_process: set_motor unknown operation:7\n" },
     { "operation_10",        R"({"params":{"operation":10}})",            "unknown operation",       "err: otd_set_motor_process: set_motor unknown operation:10\n" },
@@ -220,6 +224,14 @@ TEST_F(set_motor, while_the_camera_is_off_is_refused_without_a_look_at_the_reque
     EXPECT_EQ(sent("nonsense"), -1);
     EXPECT_EQ(reply, refusal("power off"));
     EXPECT_EQ(story(), texts{ "err: Power status current is OFF, Could not set motor\n" });
+}
+
+TEST_F(set_motor, is_refused_at_any_power_but_1)
+{
+    kit.power = 2;
+    EXPECT_EQ(asked(R"({"operation":1})"), -1);
+    EXPECT_EQ(reply, refusal("power off"));
+    EXPECT_EQ(calls(), texts{});
 }
 
 TEST_F(set_motor, without_memory_for_the_text_of_a_place_fails_with_a_log_line)

@@ -111,6 +111,15 @@ TEST_F(motion_props, an_empty_array_sets_no_record_mode)
     EXPECT_EQ(calls_of("libselvar_set_value").size(), 0U);
 }
 
+TEST_F(motion_props, detection_without_a_first_element_stays_as_it_is)
+{
+    for (const char *params : { "[]", "[null]" }) {
+        EXPECT_EQ(sets("motion_detection_enable", params), 0);
+        EXPECT_EQ(story(), texts{}) << params;
+        EXPECT_STREQ(reply, "");
+    }
+}
+
 TEST_F(motion_props, nothing_is_sent_here)
 {
     sets("motion_record", R"(["on"])");

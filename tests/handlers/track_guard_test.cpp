@@ -18,26 +18,39 @@ TEST_F(track_guard, lets_tracking_through)
     EXPECT_EQ(story(), texts{});
 }
 
-TEST_F(track_guard, holds_while_tracking_is_switched_off)
+struct flag_row {
+    const char *name;
+    void (*given)();
+    const char *log;
+};
+
+struct track_flag : track_guard, testing::WithParamInterface<flag_row> {};
+
+TEST_P(track_flag, holds_tracking)
 {
-    kit.track_switch = 0;
+    GetParam().given();
     EXPECT_EQ(check_track_enable(), 0);
-    EXPECT_EQ(story(), texts{ "debug: check_track_enable track_switch false!\n" });
+    EXPECT_EQ(story(), texts{ GetParam().log });
 }
 
-TEST_F(track_guard, holds_while_the_device_reboots)
-{
-    kit.rebooting = 1;
-    EXPECT_EQ(check_track_enable(), 0);
-    EXPECT_EQ(story(), texts{ "debug: device rebooting, don't allow track!\n" });
-}
+static const char switched_off[] = "debug: check_track_enable track_switch false!\n";
+static const char reboots[] = "debug: device rebooting, don't allow track!\n";
+
+// Tracking is on only at 1, a reboot is under way at anything but 0.
+INSTANTIATE_TEST_SUITE_P(
+    flags, track_flag,
+    testing::Values(flag_row{ "switch_at_0", [] { kit.track_switch = 0; }, switched_off },
+                    flag_row{ "switch_at_2", [] { kit.track_switch = 2; }, switched_off },
+                    flag_row{ "rebooting_at_1", [] { kit.rebooting = 1; }, reboots },
+                    flag_row{ "rebooting_at_2", [] { kit.rebooting = 2; }, reboots }),
+    [](const auto &row) { return row.param.name; });
 
 TEST_F(track_guard, looks_at_the_switch_first)
 {
     kit.track_switch = 0;
     kit.rebooting = 1;
     check_track_enable();
-    EXPECT_EQ(story(), texts{ "debug: check_track_enable track_switch false!\n" });
+    EXPECT_EQ(story(), texts{ switched_off });
 }
 
 struct moved_row {

@@ -7,19 +7,39 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
 
 struct channel_faults : channel_desk {
     // What body does to the block, and its end, are another process's.
     static void in_another_process(const std::function<void()> &body)
     {
+        ends_well(begun_in_another_process(body));
+    }
+
+    static pid_t begun_in_another_process(const std::function<void()> &body)
+    {
         pid_t writer = fork();
         if (writer == 0) {
+            alarm(10); // the end of one that would wait for ever
             body();
             _exit(0);
         }
+        return writer;
+    }
+
+    static void ends_well(pid_t writer)
+    {
         int status = -1;
         EXPECT_EQ(waitpid(writer, &status, 0), writer);
         EXPECT_EQ(status, 0);
+    }
+
+    static bool is_asleep(pid_t process)
+    {
+        std::ifstream stat("/proc/" + std::to_string(process) + "/stat");
+        std::string id, name, state;
+        stat >> id >> name >> state;
+        return state == "S";
     }
 
     static void writer_dies_holding_the_lock()
@@ -73,6 +93,22 @@ TEST_F(channel_faults, a_writer_that_takes_its_time_is_waited_for)
     std::atomic_ref<int32_t>(block()->pending).store(1);
     pthread_mutex_unlock(&block()->mutex);
     EXPECT_TRUE(soon("torvu_motor_control(7, 30, -1)"));
+}
+
+// The worker, busy with the head, leaves the lock to the test, which so stands for the daemon.
+TEST_F(channel_faults, a_writer_that_sleeps_on_the_lock_is_woken_across_processes)
+{
+    platform.motor_running = 1;
+    worker_runs();
+    posts("[30,0,0]");
+    EXPECT_TRUE(soon("motor_running_dectect()"));
+    pthread_mutex_lock(&block()->mutex);
+    pid_t writer = begun_in_another_process([] { posts("[0,40,0]"); });
+    EXPECT_TRUE(ends([writer] { return is_asleep(writer); }));
+    pthread_mutex_unlock(&block()->mutex);
+    ends_well(writer);
+    shared(platform.motor_running).store(0);
+    EXPECT_TRUE(soon("torvu_motor_control(9, 40, -1)"));
 }
 
 // A writer may have made the mutex a robust one; its death then shows at once.

@@ -29,6 +29,13 @@ TEST_F(channel, starts_a_worker_that_makes_the_block)
     EXPECT_EQ(pending(), 0);
 }
 
+TEST_F(channel, never_joins_the_worker_and_so_detaches_it)
+{
+    worker_runs();
+    EXPECT_TRUE(
+        in_order({ "pthread_create(default attributes)", "pthread_detach(the thread made last)", success }));
+}
+
 TEST_F(channel, that_runs_is_not_started_again)
 {
     worker_runs();
@@ -141,6 +148,23 @@ TEST_F(channel, switched_off_while_the_head_turns_carries_the_rotation_to_its_en
     shared(platform.motor_running).store(0);
     EXPECT_TRUE(soon(normal_end));
     EXPECT_TRUE(in_order({ "torvu_motor_control(10, 15, -1)", "shmdt()" }));
+}
+
+// The block outlives the worker where another process is attached to it.
+TEST_F(channel, switched_off_while_the_head_turns_forgets_what_was_posted_meanwhile)
+{
+    platform.motor_running = 1;
+    worker_runs();
+    posts("[30,0,0]");
+    EXPECT_TRUE(soon("motor_running_dectect()"));
+    posts("[0,40,0]");
+    motor_rotate_finish();
+    std::atomic<int32_t> left = -1;
+    segment_removal_does([&left] { left = pending(); });
+    shared(platform.motor_running).store(0);
+    EXPECT_TRUE(soon(normal_end));
+    EXPECT_EQ(left, 0);
+    EXPECT_FALSE(log_mentions("rotate = [0,40,0]"));
 }
 
 TEST_F(channel, switched_on_again_before_the_worker_noticed_runs_on)
@@ -286,6 +310,7 @@ TEST_F(channel, whose_thread_cannot_be_made_is_off)
     EXPECT_EQ(motor_rotate_init(), -1);
     EXPECT_TRUE(logged("err: create motor_shm_task_thread fail ret = " + std::to_string(EAGAIN) + "\n"));
     EXPECT_FALSE(logged(success));
+    EXPECT_EQ(calls_of("pthread_detach"), texts{});
 
     thread_creation_gives(0);
     worker_runs();

@@ -58,6 +58,7 @@ static const turn_row turn_rows[] = {
     { "up_flipped",        "[0,15,0]",           1, { turns(10, 15) } },
     { "down",              "[0,-15,0]",          0, { turns(10, 15) } },
     { "down_flipped",      "[0,-15,0]",          1, { turns(9, 15) } },
+    { "flipped_at_2",      "[30,-15,0]",         2, { turns(8, 30), turns(9, 15) } },
     { "both_flipped",      "[30,-15,0]",         1, { turns(8, 30), turns(9, 15) } },
     { "neither",           "[0,0,7]",            0, {} },
     { "third_missing",     "[30,-15]",           0, { turns(7, 30), turns(10, 15) } },
@@ -88,6 +89,14 @@ TEST_F(rotation, is_not_begun_while_the_camera_is_off)
     EXPECT_EQ(story(), (texts{ "err: rotate = [30,-15,0]\n", "debug: check_track_enable failed!\n" }));
     EXPECT_EQ(kit.track_time, 7U);
     EXPECT_EQ(kit.tracking, 0);
+}
+
+TEST_F(rotation, is_begun_unless_the_power_is_0)
+{
+    kit.power = 2;
+    shm_message(0, "[30,0,0]");
+    EXPECT_EQ(calls_of("torvu_motor_control"), texts{ turns(7, 30) });
+    EXPECT_EQ(kit.track_time, 4321U);
 }
 
 TEST_F(rotation, is_not_begun_where_tracking_is_held)
@@ -177,6 +186,23 @@ INSTANTIATE_TEST_SUITE_P(moments, stop_after_movement,
                                          recent_row{ "five", 5000, false }, recent_row{ "six", 6000, false },
                                          recent_row{ "clock_went_back", -1, false }),
                          [](const auto &row) { return row.param.name; });
+
+// No movement is a stamp like any other here: 0, which an unset clock has just left behind.
+TEST_F(stop, is_refused_in_the_first_five_seconds_of_an_unset_clock)
+{
+    motor_time = 0;
+    platform.realtime_ms = 4999;
+    shm_message(0, "stop");
+    EXPECT_TRUE(logged("err: motor is moving , can't reset position.\n"));
+    EXPECT_EQ(calls(), texts{});
+    EXPECT_EQ(kit.track_time, 4316U);
+    EXPECT_EQ(kit.tracking, 1);
+
+    platform.realtime_ms = 5000;
+    shm_message(0, "stop");
+    EXPECT_EQ(calls(), texts{ R"(torvu_motor_control(11, "[12,34]", 16))" });
+    EXPECT_EQ(kit.track_time, 0U);
+}
 
 // The head is held on its way by the test, so that the second command surely comes while the first runs.
 TEST_F(rotation, drops_a_command_of_the_other_thread_while_one_is_carried_out)

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
-// Switching on and off goes by one word of two flags, so that main and worker always agree on who does what:
+// Switching on and off goes by one word of flags, so that main and worker always agree on who does what:
 //   running    tracking is switched on
+//   anew       and that since the worker at the block last set about making it
 //   at_block   a worker has taken charge of the shared block
 // A worker that is switched off notices within 10 ms, or at the end of the rotation under way, and removes
-// the block. One that is switched on again before it noticed runs on, and no second one is started. A worker
-// that finds another at the block leaves it alone.
+// the block. One that is switched on again before it noticed runs on, and no second one is started; the block
+// that it has just removed, or was refused, it makes anew. A worker that finds another at the block leaves it
+// alone.
 #include "motor/rotation_channel.h"
 
 #include "core/kit.h"
@@ -21,7 +23,8 @@
 #include <unistd.h>
 
 constexpr unsigned running = 1;
-constexpr unsigned at_block = 2;
+constexpr unsigned anew = 2;
+constexpr unsigned at_block = 4;
 
 constexpr int block_mode = 0666; // whoever comes first makes it
 constexpr useconds_t poll_pause_us = 10000;
@@ -94,39 +97,41 @@ static void watch_block(rotation_block &block)
     std::atomic_ref<int32_t>(block.pending).store(0);
 }
 
-// From the making of the block to its removal. False: there was none to be had.
-static bool serve_block(void)
+// From the making of the block, where there is one to be had, to its removal.
+static void serve_block(void)
 {
     int id = shmget(rotation_key, sizeof(rotation_block), IPC_CREAT | block_mode);
     if (id < 0) {
         perror("fail to shmget");
-        return false;
+        return;
     }
     void *memory = shmat(id, nullptr, 0);
     if (!memory || reinterpret_cast<intptr_t>(memory) == -1) {
         perror("Failed to shmat");
-        return false;
+        return;
     }
     watch_block(*static_cast<rotation_block *>(memory));
     if (shmdt(memory) != 0)
         perror("Failed to shmdt");
     else if (shmctl(id, IPC_RMID, nullptr) != 0)
         perror("failed to shmctl");
-    return true;
+}
+
+static bool cleared_from(unsigned flags)
+{
+    return state.compare_exchange_strong(flags, 0);
 }
 
 static void serve_while_switched_on(void)
 {
     if ((state.fetch_or(at_block) & at_block) != 0)
         return;
-    unsigned switched_off = at_block;
     do {
-        if (!serve_block()) {
-            state.store(0);
-            return;
-        }
-        switched_off = at_block;
-    } while (!state.compare_exchange_strong(switched_off, 0)); // switched on again while the block went
+        state.fetch_and(~anew);
+        serve_block();
+        // Refused the block, or switched off. Only the worker takes anew away and leaves running: the state
+        // cannot become the first after it was asked for.
+    } while (!cleared_from(running | at_block) && !cleared_from(at_block));
 }
 
 static void *motor_shm_rotate_task_thread(void *)
@@ -149,13 +154,12 @@ static int start_worker(void)
 
 int motor_rotate_init(void)
 {
-    unsigned before = state.fetch_or(running);
-    if ((before & running) != 0)
+    if (is_running())
         return 0;
-    bool runs_on = (before & at_block) != 0;
+    bool runs_on = (state.fetch_or(running | anew) & at_block) != 0;
     int result = runs_on ? 0 : start_worker();
     if (result != 0) {
-        state.fetch_and(~running);
+        motor_rotate_finish();
         log_err("create motor_shm_task_thread fail ret = %d\n", result);
         return -1;
     }
@@ -165,6 +169,6 @@ int motor_rotate_init(void)
 
 int motor_rotate_finish(void)
 {
-    state.fetch_and(~running);
+    state.fetch_and(~(running | anew));
     return 0;
 }

@@ -185,6 +185,8 @@ int execv(const char *path, char *const arguments[]) noexcept
 void perror(const char *text)
 {
     record_call("perror(%s)", text);
+    if (libc.on_perror)
+        libc.on_perror();
 }
 
 // Here libc's declaration says that the argument is never null, so only its copy may be asked.

@@ -23,6 +23,7 @@ struct system_fakes {
     std::function<int(const char *)> on_system; // runs after a call of system has been recorded
     std::function<void(unsigned)> on_usleep;    // stands in for a usleep, which is then not recorded
     std::function<void(unsigned)> on_sleep;     // inside a sleep, after it has been recorded
+    std::function<void()> on_perror;            // inside a perror, after it has been recorded
 
     bool popen_is_real = false;
     bool popen_fails = false;

@@ -181,6 +181,8 @@ TEST_F(channel, switched_on_again_before_the_worker_noticed_runs_on)
     EXPECT_EQ(calls_of("shmdt"), texts{});
     posts("[0,40,0]");
     EXPECT_TRUE(soon("torvu_motor_control(9, 40, -1)"));
+    worker_ends();
+    EXPECT_EQ(calls_of("shmget").size(), 1U);
 }
 
 TEST_F(channel, switched_on_again_while_the_block_goes_makes_it_anew)
@@ -276,6 +278,61 @@ INSTANTIATE_TEST_SUITE_P(
                         segment_trouble::null_address,
                         { gets, "shmat(0, 0)", "perror(Failed to shmat)", "sleep(5)", normal_end } }),
     [](const auto &row) { return row.param.name; });
+
+// While the worker complains that it was refused the block, which is to be had from then on.
+struct channel_refused : channel {
+    static void and_meanwhile(void (*switch_is_turned)())
+    {
+        libc.on_perror = [switch_is_turned] {
+            segment_has(segment_trouble::none);
+            switch_is_turned();
+        };
+        segment_has(segment_trouble::no_segment);
+        EXPECT_EQ(motor_rotate_init(), 0);
+    }
+};
+
+TEST_F(channel_refused, switched_off_and_on_again_asks_anew)
+{
+    and_meanwhile([] {
+        motor_rotate_finish();
+        EXPECT_EQ(motor_rotate_init(), 0);
+    });
+    EXPECT_TRUE(worker_looks());
+    posts("[30,0,0]");
+    EXPECT_TRUE(soon("torvu_motor_control(7, 30, -1)"));
+    EXPECT_EQ(threads_started(), 1);
+    worker_ends();
+    EXPECT_EQ(calls_of("shmget").size(), 2U);
+}
+
+TEST_F(channel_refused, switched_off_ends)
+{
+    and_meanwhile([] { motor_rotate_finish(); });
+    EXPECT_TRUE(soon(normal_end));
+    EXPECT_EQ(calls_of("shmget").size(), 1U);
+    worker_runs();
+}
+
+TEST_F(channel_refused, switched_off_and_on_and_off_again_ends)
+{
+    and_meanwhile([] {
+        motor_rotate_finish();
+        motor_rotate_init();
+        motor_rotate_finish();
+    });
+    EXPECT_TRUE(soon(normal_end));
+    EXPECT_EQ(calls_of("shmget").size(), 1U);
+    worker_runs();
+}
+
+TEST_F(channel_refused, switched_on_where_it_was_on_ends)
+{
+    and_meanwhile([] { EXPECT_EQ(motor_rotate_init(), 0); });
+    EXPECT_TRUE(soon(normal_end));
+    EXPECT_EQ(calls_of("shmget").size(), 1U);
+    worker_runs();
+}
 
 TEST_F(channel, whose_block_somebody_made_too_small_ends_like_one_without)
 {

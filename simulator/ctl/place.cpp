@@ -49,7 +49,7 @@ static std::string state_folder(const std::string &name, const std::string &want
     if (!wanted.empty())
         return fs::absolute(wanted, error).lexically_normal();
     // Where "with" has put the camera that its command means by default.
-    const std::string fresh = environment("CAMERA_STATE", "");
+    std::string fresh = environment("CAMERA_STATE", "");
     if (!fresh.empty() && name == place_default_name())
         return fresh;
     const std::string home = environment("HOME", "/tmp");

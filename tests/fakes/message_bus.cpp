@@ -51,6 +51,7 @@ std::vector<bus_message> bus_messages()
 std::vector<std::string> bus_texts()
 {
     std::vector<std::string> all;
+    all.reserve(messages.size());
     for (const bus_message &each : messages)
         all.push_back(each.bytes);
     return all;

@@ -14,6 +14,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+// NOLINTBEGIN(readability-redundant-declaration): that is what it is for
 void log_debug(const char *, ...);
 void log_info(const char *, ...);
 void log_warning(const char *, ...);
@@ -71,6 +72,7 @@ bool xcontrol_get_response(const struct xresponse *, struct xcontrol_response *)
 void xpair_basefree(struct xpair *);
 
 char *libselvar_config_get(int, const char *, const char *, const char *);
+// NOLINTEND(readability-redundant-declaration)
 
 struct expected_xvalue {
     int type;

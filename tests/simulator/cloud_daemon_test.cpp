@@ -9,8 +9,6 @@
 #include <ctime>
 #include <string_view>
 
-using std::string_view_literals::operator""sv;
-
 using texts = std::vector<std::string>;
 
 STORY(cloud_daemon, announced_methods_are_remembered_once_and_in_order)
@@ -280,7 +278,8 @@ STORY(cloud_daemon, one_that_does_not_read_keeps_nobody_waiting_and_misses_nothi
     EXPECT_NE(answer.find("the daemon does not read"), std::string::npos) << answer;
     EXPECT_NE(command(desk, "status").find("\"connected\":true"), std::string::npos);
     size_t heard = 0;
-    const auto whole = static_cast<size_t>(taken) * R"({"id":1,"method":"get_prop","params":[""]})"sv.size();
+    constexpr std::string_view shortest = R"({"id":1,"method":"get_prop","params":[""]})";
+    const size_t whole = static_cast<size_t>(taken) * shortest.size();
     cloud_works_until(desk, [&] {
         const std::string part = daemon_hears(desk);
         heard += part.size() - static_cast<size_t>(std::count(part.begin(), part.end(), 'x'));

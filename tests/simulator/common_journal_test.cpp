@@ -200,7 +200,8 @@ STORY(journal, a_full_disk_costs_a_line_but_never_the_next_one)
     desk_page();
     signal(SIGXFSZ, SIG_IGN);
     EXPECT_TRUE(journal_write("test", "first", nullptr));
-    for (rlim_t room : { 0, 5, 1 }) { // nothing of the line fits, then some of it
+    for (rlim_t room :
+         { rlim_t{ 0 }, rlim_t{ 5 }, rlim_t{ 1 } }) { // nothing of the line fits, then some of it
         limit_file_size(journal_text().size() + room);
         EXPECT_FALSE(journal_write("test", "lost", nullptr));
         EXPECT_FALSE(journal_write("test", "lost", nullptr));

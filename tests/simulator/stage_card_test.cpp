@@ -44,9 +44,9 @@ static std::string store_hears(card_scene &desk)
 
 static std::vector<std::string> store_hears_all(card_scene &desk)
 {
-    std::vector<std::string> lines;
-    for (int i = 0; i < 4; i++)
-        lines.push_back(store_hears(desk));
+    std::vector<std::string> lines(4);
+    for (std::string &line : lines)
+        line = store_hears(desk);
     return lines;
 }
 

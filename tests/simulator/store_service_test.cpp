@@ -104,7 +104,7 @@ static std::string power_after_kill(store_process &store)
     store_end(store, SIGKILL);
     store = store_start();
     raw_client client = raw_connect();
-    const std::string power = raw_get(client, "nvram", "power");
+    std::string power = raw_get(client, "nvram", "power");
     raw_close(client);
     return power;
 }

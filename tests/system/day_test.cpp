@@ -78,7 +78,7 @@ protected:
         const std::string tool = CAMERA_BUILD "/simulator/ctl --name " + camera.name;
         std::string script = tool + " clock " + time + " & step=$!; ";
         for (const std::string &neighbour : neighbours)
-            script += tool + " kill " + neighbour + " || exit; ";
+            script.append(tool).append(" kill ").append(neighbour).append(" || exit; ");
         const command_result result = run_program({ "sh", "-c", script + "wait $step" });
         EXPECT_EQ(result.status, 0) << result.out << result.err;
     }

@@ -2,8 +2,9 @@
 #include "store/selvar_callbacks.h"
 
 #include "libkivo_util.h"
-#include "util/guards.h"
 #include "util/text.h"
+
+#include <pthread.h>
 
 #include <algorithm>
 #include <cstring>
@@ -13,7 +14,9 @@ constexpr int type_string = 1;
 constexpr int type_u64 = 5;
 constexpr uint32_t read_limit = 128;
 
-pthread_mutex_t selvar_lock = PTHREAD_MUTEX_INITIALIZER;
+static pthread_mutex_t library_lock = PTHREAD_MUTEX_INITIALIZER;
+static thread_local int guards = 0; // of this thread; the outermost holds the lock
+
 int selvar_delivered_type = selvar_delivers_nothing;
 
 static selvar_notify notify = nullptr;
@@ -39,6 +42,38 @@ struct parsed_reply {
 
     xpair *pair = nullptr;
     int status = -1;
+};
+
+selvar_guard::selvar_guard()
+{
+    if (guards++ == 0)
+        pthread_mutex_lock(&library_lock);
+}
+
+selvar_guard::~selvar_guard()
+{
+    if (--guards == 0)
+        pthread_mutex_unlock(&library_lock);
+}
+
+// Lets the library go, whatever guards there are, and takes it again.
+struct selvar_pause {
+    selvar_pause() : paused(guards)
+    {
+        guards = 0;
+        if (paused > 0)
+            pthread_mutex_unlock(&library_lock);
+    }
+    ~selvar_pause()
+    {
+        if (paused > 0)
+            pthread_mutex_lock(&library_lock);
+        guards = paused;
+    }
+    selvar_pause(const selvar_pause &) = delete;
+    selvar_pause &operator=(const selvar_pause &) = delete;
+
+    const int paused;
 };
 
 void selvar_callback_set(selvar_notify callback)
@@ -71,16 +106,17 @@ void other_timeout_cb(selvar_handle *, const xresponse *)
     log_err("other_timeout_cb\n");
 }
 
-// Runs the daemon's callback without the lock: it uses the store itself.
+// The daemon's callback takes its time and uses the store itself: others need not wait for its end.
 static void deliver(const char *key, int type, const void *value)
 {
     if (!notify)
         return;
     int outer = selvar_delivered_type;
     selvar_delivered_type = type;
-    pthread_mutex_unlock(&selvar_lock);
-    notify(key, value);
-    pthread_mutex_lock(&selvar_lock);
+    {
+        const selvar_pause pause;
+        notify(key, value);
+    }
     selvar_delivered_type = outer;
 }
 

@@ -1,14 +1,19 @@
 // SPDX-License-Identifier: MIT
 // selvar_callbacks.h - what the store library calls back, inside a library call of selvar_nvram.cpp and so
-// under selvar_lock. Of use to the store client only.
+// while this thread has the library to itself. Of use to the store client only.
 #pragma once
 
 #include "libselvar.h"
 #include "store/selvar_nvram.h"
 
-#include <pthread.h>
-
-extern pthread_mutex_t selvar_lock;
+// While it lives, this thread has the library to itself. May be nested: a device event can come on the thread
+// that is inside the library, and writes to the store.
+struct selvar_guard {
+    selvar_guard();
+    ~selvar_guard();
+    selvar_guard(const selvar_guard &) = delete;
+    selvar_guard &operator=(const selvar_guard &) = delete;
+};
 
 void selvar_callback_set(selvar_notify callback);
 

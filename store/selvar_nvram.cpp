@@ -4,7 +4,6 @@
 #include "libkivo_util.h"
 #include "libselvar.h"
 #include "store/selvar_callbacks.h"
-#include "util/guards.h"
 #include "util/text.h"
 
 static const char group[] = "default";
@@ -27,7 +26,7 @@ static bool is_open(void)
 
 int selvar_nvram_init(selvar_notify callback)
 {
-    lock_guard held(selvar_lock);
+    const selvar_guard alone;
     selvar_callback_set(callback);
     if (handle) // one whose descriptor could not be polled counted as down and was never closed
         libselvar_close(handle);
@@ -44,7 +43,7 @@ int selvar_nvram_init(selvar_notify callback)
 
 int selvar_nvram_exit(void)
 {
-    lock_guard held(selvar_lock);
+    const selvar_guard alone;
     if (handle)
         libselvar_close(handle);
     handle = nullptr;
@@ -53,7 +52,7 @@ int selvar_nvram_exit(void)
 
 int selvar_nvram_response(void)
 {
-    lock_guard held(selvar_lock);
+    const selvar_guard alone;
     if (!is_open())
         return -1;
     if (libselvar_xhandle_response(handle))
@@ -79,7 +78,7 @@ static bool set_text(const char *space, const char *key, const char *value)
 
 int selvar_nvram_set_string(const char *key, const char *value, int)
 {
-    lock_guard held(selvar_lock);
+    const selvar_guard alone;
     if (!is_open())
         return -1;
     if (set_text("nvram", key, value))
@@ -90,7 +89,7 @@ int selvar_nvram_set_string(const char *key, const char *value, int)
 
 int selvar_mem_set_string(const char *key, const char *value, int)
 {
-    lock_guard held(selvar_lock);
+    const selvar_guard alone;
     if (!is_open())
         return -1;
     if (set_text("mem", key, value))
@@ -101,7 +100,7 @@ int selvar_mem_set_string(const char *key, const char *value, int)
 
 int selvar_mem_set_uint64(const char *key, uint64_t value)
 {
-    lock_guard held(selvar_lock);
+    const selvar_guard alone;
     if (!is_open())
         return -1;
     if (set_value("mem", key, type_u64, &value))
@@ -112,7 +111,7 @@ int selvar_mem_set_uint64(const char *key, uint64_t value)
 
 int selvar_mem_set_unlimit_len(const char *key, int type, const void *value)
 {
-    lock_guard held(selvar_lock);
+    const selvar_guard alone;
     return libselvar_set_value(handle, "mem", group, key, type, value, nullptr, nullptr, 0, 0);
 }
 
@@ -121,7 +120,7 @@ int selvar_mem_get_string(const char *key, char *buffer, int size)
     char name[text_size] = {};
     text_copy(name, sizeof name, key);
 
-    lock_guard held(selvar_lock);
+    const selvar_guard alone;
     selvar_read_clear();
     if (!is_open())
         return -1;
@@ -136,7 +135,7 @@ int selvar_mem_get_string(const char *key, char *buffer, int size)
 
 int selvar_nvram_register_notify(const char *space, const char *key)
 {
-    lock_guard held(selvar_lock);
+    const selvar_guard alone;
     if (!is_open())
         return -1;
     char name[text_size] = {};
@@ -150,7 +149,7 @@ int selvar_nvram_register_notify(const char *space, const char *key)
 
 int selvar_nvram_unregister_notify(const char *space, const char *key)
 {
-    lock_guard held(selvar_lock);
+    const selvar_guard alone;
     if (!is_open())
         return -1;
     char name[text_size] = {};
@@ -161,7 +160,7 @@ int selvar_nvram_unregister_notify(const char *space, const char *key)
 
 int selvar_nvram_unset(const char *space, const char *key)
 {
-    lock_guard held(selvar_lock);
+    const selvar_guard alone;
     if (!is_open())
         return -1;
     char name[text_size] = {};
@@ -174,7 +173,7 @@ int selvar_nvram_unset(const char *space, const char *key)
 
 int selvar_nvram_restore(void)
 {
-    lock_guard held(selvar_lock);
+    const selvar_guard alone;
     if (!is_open())
         return -1;
     return libselvar_other(handle, "reset", "nvram", group, nullptr, 1, nullptr, other_cb, other_timeout_cb,
@@ -183,7 +182,7 @@ int selvar_nvram_restore(void)
 
 int selvar_nvram_sync(void)
 {
-    lock_guard held(selvar_lock);
+    const selvar_guard alone;
     if (!is_open())
         return -1;
     return libselvar_sync(handle, "nvram", nullptr, nullptr, 0, 0);

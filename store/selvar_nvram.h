@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // selvar_nvram.h - the store client: one connection to the key-value store for the whole daemon.
 //
-// Setters may be called from any thread: one lock is held for one library call. It is let go while the
-// notification callback runs, so the callback may use every function here but selvar_mem_get_string. Init,
-// exit, response and registration belong to the main thread.
+// Setters may be called from any thread, also from inside a call of the library: one lock is held for one
+// library call. It is let go while the notification callback runs, so the callback may use every function
+// here but selvar_mem_get_string. Init, exit, response and registration belong to the main thread.
 //
 // Keys and string values are cut to 127 characters. "0 when sent" says nothing of the outcome, which is only
 // logged. While closed every function but exit and selvar_mem_set_unlimit_len logs and returns -1.

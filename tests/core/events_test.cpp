@@ -37,6 +37,14 @@ struct events : store_open_desk {
 
 static const std::string time_published = mem_set_number("time_motor", 1700000000123);
 
+// On the thread that is inside the store library at that moment.
+TEST_F(events, that_come_inside_a_response_of_the_store_are_handled_there)
+{
+    store.on_response = [] { stops("[12,34]"); };
+    EXPECT_EQ(selvar_nvram_response(), 0);
+    EXPECT_TRUE(in_order({ "libselvar_xhandle_response()", nvram_set("motor", "[12,34]"), time_published }));
+}
+
 TEST_F(events, a_pressed_key_is_stamped_and_the_log_saved)
 {
     key(1);

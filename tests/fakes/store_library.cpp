@@ -205,6 +205,8 @@ bool libselvar_xhandle_response(selvar_handle *handle)
     record_call("libselvar_xhandle_response(%s)", handle == nullptr ? "no handle" : "");
     if (call_is_to_fail())
         return false;
+    if (store.on_response)
+        store.on_response();
     while (!waiting.empty()) {
         auto next = std::move(waiting.front());
         waiting.pop_front();

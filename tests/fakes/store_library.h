@@ -5,6 +5,7 @@
 #include <libselvar.h>
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 
@@ -40,6 +41,8 @@ struct store_fakes {
     bool response_result = true;
     bool get_times_out = false;
     int next_notification_id = 101; // counts up with each registration
+
+    std::function<void()> on_response; // what else happens inside libselvar_xhandle_response
 
     xresponse get_reply;                       // what a get brings, before it returns
     std::map<std::string, std::string> values; // "nvram/power": what libselvar_config_get finds

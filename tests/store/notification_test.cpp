@@ -2,6 +2,8 @@
 // Registrations, and the way of a notification from the library to the daemon's callback.
 #include "store_desk.h"
 
+#include <thread>
+
 struct watched_store : open_store {
     watched_store()
     {
@@ -22,6 +24,23 @@ TEST_F(open_store, a_registration_names_the_space_that_the_caller_chose)
     EXPECT_EQ(story(),
               (texts{ "libselvar_register_notification(mem, default, led_cmd, yes, yes, yes, 0, 0)",
                       "libselvar_register_notification(nvram, default, light, yes, yes, yes, 0, 0)" }));
+}
+
+TEST_F(watched_store, a_callback_lets_the_library_go_however_deep_in_it_the_thread_is)
+{
+    selvar_nvram_exit();
+    selvar_nvram_init([](const char *, const void *) {
+        std::thread([] { selvar_mem_set_string("track", "stop", 0); }).join();
+    });
+    selvar_nvram_register_notify("nvram", "power");
+    store_notify_text("nvram", "power", "on");
+    store.on_response = [] {
+        store.on_response = nullptr;
+        EXPECT_EQ(selvar_nvram_response(), 0);
+    };
+    EXPECT_EQ(selvar_nvram_response(), 0);
+    EXPECT_TRUE(in_order({ "libselvar_xhandle_response()", "libselvar_xhandle_response()",
+                           "libselvar_set_value(mem, default, track, 1, \"stop\", yes, yes, 5, 0)" }));
 }
 
 TEST_F(open_store, a_registration_that_was_not_sent_names_its_key)

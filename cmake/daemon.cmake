@@ -7,8 +7,9 @@ foreach(room ${rooms})
 endforeach()
 list(REMOVE_ITEM camwarden_sources ${CMAKE_SOURCE_DIR}/core/main.cpp)
 
-# Log texts name the file they come from: the same text wherever the tree was built.
-set(daemon_options -fno-exceptions -fno-rtti -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
+# Log texts name the file they come from: the same text wherever the tree was built. It ends in a program and not in a
+# library, which makes it smaller.
+set(daemon_options -fno-exceptions -fno-rtti -fPIE -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
 
 add_library(camwarden STATIC ${camwarden_sources})
 target_include_directories(camwarden PUBLIC ${CMAKE_SOURCE_DIR})

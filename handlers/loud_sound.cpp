@@ -4,6 +4,7 @@
 #include "core/kit.h"
 #include "libkivo_util.h"
 #include "store/selvar_nvram.h"
+#include "util/json_verify.h"
 #include "util/reply.h"
 #include "util/text.h"
 
@@ -42,14 +43,8 @@ static json_object *first_of(json_object *params)
 int otd_set_lsd_info(const json_text &msg, int32_t id, char *out, const char *method, int32_t *reply_flag)
 {
     log_info("%s , msg:%s ... \n", __func__, msg.text);
-    if (!msg.object) {
-        log_err("%s: Not in json format: %s\n", __func__, msg.text);
-        *reply_flag = 0;
-        return -1;
-    }
     json_object *params = nullptr;
-    if (!json_object_object_get_ex(msg.object, "params", &params)) {
-        log_err("%s: set_props error\n", __func__);
+    if (json_verify_params(msg, __func__, &params) != 0) {
         *reply_flag = 0;
         return -1;
     }

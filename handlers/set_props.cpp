@@ -4,6 +4,7 @@
 #include "handlers/properties.h"
 #include "libkivo_util.h"
 #include "store/selvar_nvram.h"
+#include "util/json_verify.h"
 #include "util/reply.h"
 #include "util/text.h"
 
@@ -170,15 +171,9 @@ int otd_set_props(const json_text &msg, int32_t id, char *out, int outsize, cons
         return -1;
     if (refused_by_update())
         return -1;
-    if (!msg.object) {
-        log_err("%s: Not in json format: %s\n", __func__, msg.text);
-        return -1;
-    }
     json_object *params = nullptr;
-    if (!json_object_object_get_ex(msg.object, "params", &params)) {
-        log_err("%s: set_props error\n", __func__);
+    if (json_verify_params(msg, __func__, &params) != 0)
         return -1;
-    }
     if (!json_object_is_type(params, json_type_array)) {
         log_err("%s: params json type error\n", __func__);
         return -1;

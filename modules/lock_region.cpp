@@ -3,7 +3,7 @@
 
 #include "libkivo_util.h"
 #include "store/selvar_nvram.h"
-#include "util/json_text.h"
+#include "util/json_verify.h"
 #include "util/reply.h"
 #include "util/text.h"
 
@@ -66,14 +66,8 @@ void ozu_lock_region_set_properties(const char *msg, int32_t id, char *ackbuf, c
 {
     log_info("%s , msg:%s ... \n", __func__, msg);
     json_text request(msg);
-    if (!request.object) {
-        log_err("%s: Not in json format: %s\n", __func__, msg);
-        *reply_flag = 0;
-        return;
-    }
     json_object *params = nullptr;
-    if (!json_object_object_get_ex(request.object, "params", &params)) {
-        log_err("%s: set_props error\n", __func__);
+    if (json_verify_params(request, __func__, &params) != 0) {
         *reply_flag = 0;
         return;
     }

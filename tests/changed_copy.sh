@@ -14,9 +14,7 @@ header() { # NAME
 }
 
 count_cases() { # PROGRAM PATTERN
-    local count
-    count=$("$1" --gtest_list_tests --gtest_filter="$2" | grep -c '^ ' || true)
-    echo "$count"
+    "$1" --gtest_list_tests --gtest_filter="$2" | awk '/^ / { count++ } END { print count + 0 }'
 }
 
 complain() { # SENTENCE

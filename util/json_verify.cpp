@@ -100,3 +100,13 @@ int json_verify_get_array(const json_text &msg, const char *key, char *buffer, i
     }
     return 0;
 }
+
+int json_verify_params(const json_text &msg, const char *function, json_object **params)
+{
+    if (!is_json(msg, function))
+        return -1;
+    if (json_object_object_get_ex(msg.object, "params", params))
+        return 0;
+    log_err("%s: set_props error\n", function);
+    return -1;
+}

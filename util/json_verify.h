@@ -19,6 +19,10 @@ int json_verify_method_value(const json_text &msg, const char *key, const void *
 int json_verify_get_int(const json_text &msg, const char *key, int32_t *value);
 int json_verify_get_boolean(const json_text &msg, const char *key, int32_t *value);
 
+// For a request that must have params, null included. Logs a missing one too, under the name of the function
+// that asks; borrowed from msg.
+int json_verify_params(const json_text &msg, const char *function, json_object **params);
+
 // Both fill the first size - 1 bytes, padded with NUL, and never write the last one: zero the buffer first.
 // get_array joins the texts of all elements; an empty array leaves the buffer alone.
 int json_verify_get_string(const json_text &msg, const char *key, char *buffer, int size);
